@@ -1,0 +1,63 @@
+#pragma once
+
+#include "foundation/FlaggedEvent.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace velorine {
+
+/// A thread of the system, as an object that can be started again after it ended.
+///
+/// A derived class joins in its own destructor: when this one runs, `run` is already gone.
+class Thread {
+public:
+    Thread() = default;
+    virtual ~Thread();
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+
+    /// Body of the thread. It ends soon after `stop` was set.
+    virtual std::uint32_t run() = 0;
+
+    /// Starts the thread, at normal priority or at `priority`. One that was asked to stop and still
+    /// runs is joined first; one that has ended is reaped.
+    ///
+    /// @param registerThread  keep the handle in the process-wide list of running threads
+    void start(bool registerThread);
+    void start(int priority, bool registerThread);
+
+    /// Asks the thread to end and waits until it has. From the thread itself: only asks.
+    void join();
+
+    /// Gives back a thread that has ended. Two callers at once are fine: one of them closes it.
+    void reap();
+
+    bool isRunning() const noexcept {
+        return handle.load(std::memory_order_acquire) != 0 &&
+               !exited.load(std::memory_order_acquire);
+    }
+    bool isCurrent() const {
+        return threadId.load(std::memory_order_relaxed) == kernel().currentThreadId();
+    }
+
+    /// Priority of the running thread; 0 when there is none.
+    int priority() const;
+    void setPriority(int priority);
+
+    FlaggedEvent stop; ///< set: the thread shall end
+
+    /// Threads in the process-wide list.
+    static int registeredThreads();
+
+private:
+    static std::uint32_t entry(void* raw);
+    void launch(const int* priority, bool registerThread);
+
+    std::atomic<Kernel::Handle> handle{0};
+    std::atomic<std::uint32_t> threadId{0}; ///< 0 when not running
+    std::atomic<bool> exited{false};
+    std::atomic<bool> started{false}; ///< has been started at least once
+};
+
+} // namespace velorine

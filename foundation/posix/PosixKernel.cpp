@@ -1,0 +1,214 @@
+#include "foundation/ErrorReport.h"
+#include "foundation/SignalTable.h"
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cassert>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace velorine {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::atomic<std::uint32_t> threadCount{0};
+
+/// A thread's condition variable, made when it first waits and kept, as waits are frequent.
+std::condition_variable& ownCondition() {
+    thread_local std::condition_variable condition;
+    return condition;
+}
+
+/// What a thread's priority means here. Idle isn't applied: without privileges the nice value could
+/// not be lowered again.
+int niceFor(int priority) {
+    if (priority >= 15) return -11;
+    if (priority >= 2) return -5;
+    return 0;
+}
+
+void applyNice(pid_t tid, int priority) {
+    if (priority <= -15 || tid == 0) return;
+    setpriority(PRIO_PROCESS, static_cast<id_t>(tid), niceFor(priority)); // refusal is no error
+}
+
+/// Priority of the calling thread and, if the system made that thread, where the record of it is.
+struct ThreadRecord;
+thread_local ThreadRecord* ownRecord = nullptr;
+thread_local int foreignPriority = 0;
+
+struct ThreadRecord : SignalTable::Signal {
+    ThreadRecord(Kernel::ThreadEntry threadEntry, void* entryContext)
+        : Signal(SignalTable::Kind::thread), entry(threadEntry), context(entryContext) {}
+
+    Kernel::ThreadEntry entry;
+    void* context;
+    std::thread thread;
+    SignalTable::Signal gate{SignalTable::Kind::manualEvent};
+    std::atomic<pid_t> tid{0};
+    std::atomic<int> priority{0};
+};
+
+/// Linux, on one mutex and a condition variable a thread.
+class PosixKernel final : public Kernel {
+public:
+    Handle createEvent(bool manualReset) override {
+        return SignalTable::handleOf(new SignalTable::Signal(
+            manualReset ? SignalTable::Kind::manualEvent : SignalTable::Kind::autoEvent));
+    }
+
+    void setEvent(Handle event) override { raise(*SignalTable::from(event), 1); }
+
+    void resetEvent(Handle event) override {
+        const std::lock_guard guard{mutex};
+        SignalTable::from(event)->count = 0;
+    }
+
+    Handle createSemaphore() override {
+        return SignalTable::handleOf(new SignalTable::Signal(SignalTable::Kind::semaphore));
+    }
+
+    void releaseSemaphore(Handle semaphore, int count) override {
+        raise(*SignalTable::from(semaphore), count);
+    }
+
+    int waitAny(std::span<const Handle> handles, int timeoutMs) override {
+        std::unique_lock guard{mutex};
+        const int taken = SignalTable::take(handles);
+        if (taken != timedOut || timeoutMs == 0) return taken;
+
+        ConditionWaiter waiter{ownCondition()};
+        SignalTable::enqueue(waiter, handles);
+        if (timeoutMs < 0) {
+            waiter.condition.wait(guard, [&] { return waiter.done; });
+            return waiter.result;
+        }
+        const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+        if (!waiter.condition.wait_until(guard, deadline, [&] { return waiter.done; }))
+            SignalTable::withdraw(waiter);
+        return waiter.result;
+    }
+
+    void close(Handle handle) override {
+        SignalTable::Signal* signal = SignalTable::from(handle);
+        if (signal->kind != SignalTable::Kind::thread) {
+            delete signal;
+            return;
+        }
+        std::unique_ptr<ThreadRecord> record{static_cast<ThreadRecord*>(signal)};
+        record->thread.join();
+    }
+
+    Handle createThread(ThreadEntry entry, void* context) override {
+        auto record = std::make_unique<ThreadRecord>(entry, context);
+        record->thread = std::thread{[this, raw = record.get()] { runThread(*raw); }};
+        return SignalTable::handleOf(record.release());
+    }
+
+    void disablePriorityBoost(Handle) override {} // there is none here
+
+    void resumeThread(Handle thread) override { raise(recordOf(thread).gate, 1); }
+
+    void terminateThread(Handle thread) override {
+        assert(!"a thread has to be joined by its own class");
+        const Handle handles[] = {thread};
+        waitAny(handles, forever);
+    }
+
+    void setThreadPriority(Handle thread, int priority) override {
+        ThreadRecord& record = recordOf(thread);
+        record.priority.store(priority, std::memory_order_relaxed);
+        applyNice(record.tid.load(std::memory_order_acquire), priority);
+    }
+
+    int threadPriority(Handle thread) override {
+        return recordOf(thread).priority.load(std::memory_order_relaxed);
+    }
+
+    void setCurrentPriority(int priority) override {
+        if (ownRecord)
+            ownRecord->priority.store(priority, std::memory_order_relaxed);
+        else
+            foreignPriority = priority;
+        applyNice(gettid(), priority);
+    }
+
+    int currentPriority() override {
+        return ownRecord ? ownRecord->priority.load(std::memory_order_relaxed) : foreignPriority;
+    }
+
+    std::uint32_t currentThreadId() override {
+        thread_local const std::uint32_t id =
+            threadCount.fetch_add(1, std::memory_order_relaxed) + 1;
+        return id;
+    }
+
+    void sleep(int ms) override {
+        if (ms <= 0)
+            std::this_thread::yield();
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+    }
+
+    std::int64_t counterFrequency() override { return 1'000'000'000; }
+
+    std::int64_t counter() override {
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    }
+
+    std::uint32_t mediaTime() override { return static_cast<std::uint32_t>(counter() / 1'000'000); }
+    std::uint32_t tickCount() override { return mediaTime(); }
+
+    unsigned shortestTimerPeriod() override { return 1; }
+    bool beginTimerPeriod(unsigned) override { return true; } // timers are fine-grained anyway
+    void endTimerPeriod(unsigned) override {}
+
+private:
+    struct ConditionWaiter : SignalTable::Waiter {
+        explicit ConditionWaiter(std::condition_variable& own) : condition(own) {}
+        std::condition_variable& condition;
+    };
+
+    static ThreadRecord& recordOf(Handle thread) {
+        return static_cast<ThreadRecord&>(*SignalTable::from(thread));
+    }
+
+    void raise(SignalTable::Signal& signal, int count) {
+        const std::lock_guard guard{mutex};
+        SignalTable::raise(signal, count, [](SignalTable::Waiter& waiter) {
+            static_cast<ConditionWaiter&>(waiter).condition.notify_one();
+        });
+    }
+
+    void runThread(ThreadRecord& record) {
+        ownRecord = &record;
+        record.tid.store(gettid(), std::memory_order_release);
+        const Handle gate[] = {SignalTable::handleOf(&record.gate)};
+        waitAny(gate, forever);
+        applyNice(gettid(), record.priority.load(std::memory_order_relaxed));
+        record.entry(record.context);
+        raise(record, 1);
+    }
+
+    std::mutex mutex; ///< guards every signal; held for a few instructions, never across a wait
+};
+
+} // namespace
+
+Kernel& Kernel::native() {
+    static PosixKernel* const instance = new PosixKernel; // outlives every static object
+    return *instance;
+}
+
+} // namespace velorine
