@@ -119,7 +119,7 @@ public:
     void resumeThread(Handle thread) override { raise(recordOf(thread).gate, 1); }
 
     void terminateThread(Handle thread) override {
-        assert(!"a thread has to be joined by its own class");
+        assert(false && "a thread has to be joined by its own class");
         const Handle handles[] = {thread};
         waitAny(handles, forever);
     }
