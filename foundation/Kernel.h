@@ -26,7 +26,8 @@ public:
     virtual void setEvent(Handle event) = 0;
     virtual void resetEvent(Handle event) = 0;
 
-    /// Counted semaphore, at 0; `releaseSemaphore` lets `count` waiters pass.
+    /// Counted semaphore, at 0; `releaseSemaphore` lets `count` waiters pass, or does nothing where
+    /// the count would pass 2^31 - 1.
     virtual Handle createSemaphore() = 0;
     virtual void releaseSemaphore(Handle semaphore, int count) = 0;
 

@@ -3,7 +3,9 @@
 #include "foundation/Kernel.h"
 
 #include <array>
+#include <cassert>
 #include <cstddef>
+#include <limits>
 #include <span>
 
 namespace velorine {
@@ -15,6 +17,7 @@ namespace velorine {
 class SignalTable {
 public:
     static constexpr std::size_t maxHandles = 16; ///< of one wait
+    static constexpr int semaphoreMaximum = std::numeric_limits<int>::max();
 
     enum class Kind { autoEvent, manualEvent, semaphore, thread };
 
@@ -31,6 +34,9 @@ public:
 
     struct Signal {
         explicit Signal(Kind what) : kind(what) {}
+        ~Signal() { assert(!first && "given back while a thread waits for it"); }
+        Signal(const Signal&) = delete;
+        Signal& operator=(const Signal&) = delete;
 
         Kind kind;
         int count = 0; ///< above 0: set; only a semaphore counts above 1
@@ -62,10 +68,13 @@ public:
     static void withdraw(Waiter& waiter);
 
     /// Raises `signal` by `count` and hands it to waiters; `wake(Waiter&)` is called for each that
-    /// may go on. An event stays at 1.
+    /// may go on. An event stays at 1; a semaphore that would pass its maximum stays as it is.
     template <typename Wake>
     static void raise(Signal& signal, int count, Wake&& wake) {
-        signal.count = signal.kind == Kind::semaphore ? signal.count + count : 1;
+        if (signal.kind != Kind::semaphore)
+            signal.count = 1;
+        else if (count <= semaphoreMaximum - signal.count)
+            signal.count += count;
         while (signal.count > 0 && signal.first) {
             Waiter& waiter = *signal.first->waiter;
             satisfy(waiter, signal);
