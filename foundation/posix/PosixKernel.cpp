@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace velorine {
@@ -41,10 +42,38 @@ void applyNice(pid_t tid, int priority) {
     setpriority(PRIO_PROCESS, static_cast<id_t>(tid), niceFor(priority)); // refusal is no error
 }
 
-/// Priority of the calling thread and, if the system made that thread, where the record of it is.
-struct ThreadRecord;
-thread_local ThreadRecord* ownRecord = nullptr;
-thread_local int foreignPriority = 0;
+/// A thread's priority as it was set, and the thread that gets the nice value for it: both change
+/// together, or two that set it at once would leave the one's value and the other's nice.
+class ThreadPriority {
+public:
+    void set(int priority) {
+        const std::lock_guard guard{mutex};
+        value = priority;
+        applyNice(tid, value);
+    }
+    int get() {
+        const std::lock_guard guard{mutex};
+        return value;
+    }
+
+    /// The calling thread is the one. It has the nice value of the thread that made it until now.
+    void attach() {
+        const std::lock_guard guard{mutex};
+        tid = gettid();
+        applyNice(tid, value);
+    }
+
+    /// The thread ends: its id may soon be another's.
+    void detach() {
+        const std::lock_guard guard{mutex};
+        tid = 0;
+    }
+
+private:
+    std::mutex mutex; // a leaf, and held for one system call
+    int value = 0;
+    pid_t tid = 0; ///< 0: no thread yet, or no more
+};
 
 struct ThreadRecord : SignalTable::Signal {
     ThreadRecord(Kernel::ThreadEntry threadEntry, void* entryContext)
@@ -54,9 +83,12 @@ struct ThreadRecord : SignalTable::Signal {
     void* context;
     std::thread thread;
     SignalTable::Signal gate{SignalTable::Kind::manualEvent};
-    std::atomic<pid_t> tid{0};
-    std::atomic<int> priority{0};
+    ThreadPriority priority;
 };
+
+/// Record of the calling thread if the system made it, and the priority of one that it didn't.
+thread_local ThreadRecord* ownRecord = nullptr;
+thread_local int foreignPriority = 0;
 
 /// Linux, on one mutex and a condition variable a thread.
 class PosixKernel final : public Kernel {
@@ -110,7 +142,11 @@ public:
 
     Handle createThread(ThreadEntry entry, void* context) override {
         auto record = std::make_unique<ThreadRecord>(entry, context);
-        record->thread = std::thread{[this, raw = record.get()] { runThread(*raw); }};
+        try {
+            record->thread = std::thread{[this, raw = record.get()] { runThread(*raw); }};
+        } catch (const std::system_error&) {
+            endWith("The system refuses another thread: end some programs and start again");
+        }
         return SignalTable::handleOf(record.release());
     }
 
@@ -125,25 +161,22 @@ public:
     }
 
     void setThreadPriority(Handle thread, int priority) override {
-        ThreadRecord& record = recordOf(thread);
-        record.priority.store(priority, std::memory_order_relaxed);
-        applyNice(record.tid.load(std::memory_order_acquire), priority);
+        recordOf(thread).priority.set(priority);
     }
 
-    int threadPriority(Handle thread) override {
-        return recordOf(thread).priority.load(std::memory_order_relaxed);
-    }
+    int threadPriority(Handle thread) override { return recordOf(thread).priority.get(); }
 
     void setCurrentPriority(int priority) override {
-        if (ownRecord)
-            ownRecord->priority.store(priority, std::memory_order_relaxed);
-        else
+        if (ownRecord) {
+            ownRecord->priority.set(priority);
+        } else {
             foreignPriority = priority;
-        applyNice(gettid(), priority);
+            applyNice(gettid(), priority);
+        }
     }
 
     int currentPriority() override {
-        return ownRecord ? ownRecord->priority.load(std::memory_order_relaxed) : foreignPriority;
+        return ownRecord ? ownRecord->priority.get() : foreignPriority;
     }
 
     std::uint32_t currentThreadId() override {
@@ -193,11 +226,11 @@ private:
 
     void runThread(ThreadRecord& record) {
         ownRecord = &record;
-        record.tid.store(gettid(), std::memory_order_release);
         const Handle gate[] = {SignalTable::handleOf(&record.gate)};
         waitAny(gate, forever);
-        applyNice(gettid(), record.priority.load(std::memory_order_relaxed));
+        record.priority.attach();
         record.entry(record.context);
+        record.priority.detach();
         raise(record, 1);
     }
 

@@ -1,3 +1,4 @@
+#include "foundation/ErrorReport.h"
 #include "foundation/Kernel.h"
 #include "foundation/SignalTable.h"
 
@@ -9,7 +10,6 @@
 #include <array>
 #include <cassert>
 #include <climits>
-#include <cstdlib>
 #include <memory>
 
 namespace velorine {
@@ -73,7 +73,8 @@ public:
         auto start = std::make_unique<ThreadStart>(ThreadStart{entry, context});
         const std::uintptr_t thread =
             _beginthreadex(nullptr, 0, threadMain, start.get(), CREATE_SUSPENDED, nullptr);
-        if (!thread) std::abort();
+        if (!thread)
+            endWith("The system refuses another thread: end some programs and start again");
         start.release();
         return thread;
     }
