@@ -9,7 +9,7 @@
 namespace velorine {
 
 /// Manual-reset event with a cheap test: a thread that finds it set makes no system call. Any
-/// thread.
+/// thread. Who waited may find it set before `set` has returned, so it outlives both.
 class FlaggedEvent {
 public:
     void set() {
@@ -45,11 +45,17 @@ private:
 /// given, or `Kernel::timedOut`.
 template <typename... Events>
 int waitForFirst(int timeoutMs, const Events&... events) {
-    const std::array<bool, sizeof...(events)> flags{events.isSet()...};
-    for (std::size_t i = 0; i < flags.size(); ++i)
-        if (flags[i]) return static_cast<int>(i);
+    const auto firstSet = [&] {
+        const std::array<bool, sizeof...(events)> flags{events.isSet()...};
+        for (std::size_t i = 0; i < flags.size(); ++i)
+            if (flags[i]) return static_cast<int>(i);
+        return Kernel::timedOut;
+    };
+    const int set = firstSet();
+    if (set != Kernel::timedOut) return set;
     const std::array<Kernel::Handle, sizeof...(events)> handles{events.native()...};
-    return kernel().waitAny(handles, timeoutMs);
+    const int woken = kernel().waitAny(handles, timeoutMs);
+    return woken != Kernel::timedOut ? woken : firstSet();
 }
 
 } // namespace velorine

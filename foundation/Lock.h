@@ -20,8 +20,8 @@ public:
         if (count.fetch_add(1, std::memory_order_acquire) != 0) event.wait();
     }
     void unlock() RELEASE() {
+        noteLockGiven(rank); // now: once the count is down, whoever comes next may end the lock
         if (count.fetch_sub(1, std::memory_order_release) > 1) event.set();
-        noteLockGiven(rank);
     }
 
     /// Threads in the lock or waiting for it.

@@ -64,9 +64,9 @@ private:
         owner.store(kernel().currentThreadId(), std::memory_order_relaxed);
     }
     void release() noexcept {
+        noteLockGiven(rank); // now: once the count is down, whoever comes next may end the lock
         owner.store(0, std::memory_order_relaxed);
         if (count.fetch_sub(1, std::memory_order_release) > 1) event.set();
-        noteLockGiven(rank);
     }
 
     std::atomic<std::int32_t> count{0};

@@ -2,6 +2,7 @@
 
 #include "foundation/Event.h"
 #include "tests/foundation/EveryKernel.h"
+#include "tests/foundation/RawThread.h"
 
 #include <array>
 #include <atomic>
@@ -59,7 +60,6 @@ TEST_P(KernelTest, AutoResetEventWakesOneOfSeveralThreads) {
             event.wait();
             ++count;
             passed.release(1);
-            return 0u;
         }));
         threads.back()->resume();
     }
@@ -79,7 +79,6 @@ TEST_P(KernelTest, ManualResetEventWakesAllThreads) {
             threads.push_back(std::make_unique<RawThread>([&] {
                 event.wait();
                 ++count;
-                return 0u;
             }));
             threads.back()->resume();
         }
@@ -108,7 +107,6 @@ TEST_P(KernelTest, SemaphoreWakesAsManyThreadsAsReleased) {
             semaphore.wait();
             ++count;
             passed.release(1);
-            return 0u;
         }));
         threads.back()->resume();
     }
@@ -155,7 +153,6 @@ TEST_P(KernelTest, MultiWaitTakesNothingButItsAnswer) {
         RawThread thread{[&] {
             waiting.set();
             answer = waitFor({a.native(), b.native()}, Kernel::forever);
-            return 0u;
         }};
         thread.resume();
         waiting.wait();
@@ -170,7 +167,7 @@ TEST_P(KernelTest, MultiWaitTakesNothingButItsAnswer) {
 TEST_P(KernelTest, MultiWaitMixesEventsSemaphoresAndThreads) {
     Event event{Event::Reset::automatic};
     const Kernel::Handle semaphore = kernel().createSemaphore();
-    RawThread thread{[] { return 0u; }};
+    RawThread thread{[] {}};
     kernel().releaseSemaphore(semaphore, 1);
     EXPECT_EQ(waitFor({event.native(), semaphore, thread.native()}, 0), 1);
     thread.resume();
@@ -200,10 +197,7 @@ TEST_P(KernelTest, SignalAfterATimeOutIsNotLost) {
 
 TEST_P(KernelTest, SignalEndsATimedWait) {
     Event event{Event::Reset::automatic};
-    RawThread thread{[&] {
-        event.set();
-        return 0u;
-    }};
+    RawThread thread{[&] { event.set(); }};
     const std::int64_t start = kernel().counter();
     thread.resume();
     EXPECT_TRUE(event.wait(3'600'000));
@@ -212,10 +206,7 @@ TEST_P(KernelTest, SignalEndsATimedWait) {
 
 TEST_P(KernelTest, ThreadStandsStillUntilResumed) {
     std::atomic<bool> ran{false};
-    RawThread thread{[&] {
-        ran = true;
-        return 0u;
-    }};
+    RawThread thread{[&] { ran = true; }};
     EXPECT_FALSE(thread.wait(5)); // time enough for one that would run
     EXPECT_FALSE(ran);
     thread.resume();
@@ -224,7 +215,7 @@ TEST_P(KernelTest, ThreadStandsStillUntilResumed) {
 }
 
 TEST_P(KernelTest, ThreadHandleStaysSetOnceTheThreadEnded) {
-    RawThread thread{[] { return 0u; }};
+    RawThread thread{[] {}};
     EXPECT_FALSE(thread.wait(0));
     thread.resume();
     EXPECT_TRUE(thread.wait());
@@ -236,10 +227,8 @@ TEST_P(KernelTest, ThreadsHaveIdsOfTheirOwn) {
     {
         std::vector<std::unique_ptr<RawThread>> threads;
         for (std::uint32_t& id : ids) {
-            threads.push_back(std::make_unique<RawThread>([&id] {
-                id = kernel().currentThreadId();
-                return 0u;
-            }));
+            threads.push_back(
+                std::make_unique<RawThread>([&id] { id = kernel().currentThreadId(); }));
         }
         for (auto& thread : threads)
             thread->resume();
@@ -261,7 +250,6 @@ TEST_P(KernelTest, PrioritiesAreStoredWhetherGrantedOrNot) {
             kernel().setCurrentPriority(2);
             asked.set();
             answered.wait();
-            return 0u;
         }};
         EXPECT_EQ(kernel().threadPriority(thread.native()), 0);
         kernel().setThreadPriority(thread.native(), priority);

@@ -1,6 +1,6 @@
 #include "foundation/Event.h"
 #include "foundation/PriorityScope.h"
-#include "tests/foundation/EveryKernel.h"
+#include "tests/foundation/RawThread.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,6 @@ bool mayRaisePriority() {
     {
         RawThread thread{[&] {
             granted = setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), -1) == 0;
-            return 0u;
         }};
         thread.resume();
     }
@@ -44,7 +43,6 @@ TEST(PosixPriority, MapsPrioritiesToNiceValues) {
                 atStart = niceOf(gettid());
                 kernel().setCurrentPriority(priorityHighest);
                 later = niceOf(gettid());
-                return 0u;
             }};
             kernel().setThreadPriority(thread.native(), c.priority);
             thread.resume();
@@ -62,10 +60,8 @@ TEST(PosixPriority, IsNotInheritedFromTheThreadThatMadeIt) {
             kernel().setCurrentPriority(priorityHighest);
             RawThread innerThread{[&] {
                 inner = niceOf(gettid());
-                return 0u;
             }};
             innerThread.resume();
-            return 0u;
         }};
         outerThread.resume();
     }
@@ -80,7 +76,6 @@ TEST(PosixPriority, IdleLeavesTheNiceValueAlone) {
             before = niceOf(gettid());
             kernel().setCurrentPriority(priorityIdle);
             after = niceOf(gettid());
-            return 0u;
         }};
         thread.resume();
     }
@@ -96,7 +91,6 @@ TEST(PosixPriority, AnotherThreadMaySetIt) {
         tid = gettid();
         ready.set();
         go.wait();
-        return 0u;
     }};
     thread.resume();
     ready.wait();
