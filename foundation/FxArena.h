@@ -47,13 +47,13 @@ public:
     std::int32_t usedBytes() const;
 
 private:
-    void openPage(int bytes);
+    void openPage(int bytes) REQUIRES(lock);
     void dropPage(FxPage* dropped);
 
     mutable RecursiveLock lock{LockRank::arena};
-    FxPage* page = nullptr;             ///< current page; guarded by lock, as the rest
-    std::int32_t capacity = 0;          ///< usable bytes of the current page
-    std::int32_t used = 0;              ///< bump offset
+    FxPage* page GUARDED_BY(lock) = nullptr;    ///< current page
+    std::int32_t capacity GUARDED_BY(lock) = 0; ///< usable bytes of the current page
+    std::int32_t used GUARDED_BY(lock) = 0;     ///< bump offset
     std::atomic<std::int32_t> live{0};  ///< bytes handed out and not given back; a display reads it
     std::atomic<std::int32_t> total{0}; ///< usable bytes of all pages held; a display reads it
 };

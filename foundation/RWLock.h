@@ -51,11 +51,11 @@ public:
     };
 
 private:
-    std::int32_t waitingReaders = 0; ///< guarded by guard
-    std::int32_t waitingWriters = 0; ///< guarded by guard
-    std::int32_t state = 0;          ///< 0 free, above 0 readers, -1 a writer; guarded by guard
-    std::uint32_t writer = 0;        ///< thread id of the writer; guarded by guard
     Lock guard{LockRank::primitive};
+    std::int32_t waitingReaders GUARDED_BY(guard) = 0;
+    std::int32_t waitingWriters GUARDED_BY(guard) = 0;
+    std::int32_t state GUARDED_BY(guard) = 0;   ///< 0 free, above 0 readers, -1 a writer
+    std::uint32_t writer GUARDED_BY(guard) = 0; ///< thread id of the writer, 0 while there is none
     Semaphore readerSemaphore;
     Semaphore writerSemaphore;
     const LockRank rank;
