@@ -1,5 +1,7 @@
 #include "foundation/Kernel.h"
 
+#include "foundation/Thread.h"
+
 #include <atomic>
 
 namespace velorine {
@@ -9,6 +11,7 @@ std::atomic<Kernel*> installed{nullptr};
 }
 
 void Kernel::install(Kernel* replacement) noexcept {
+    Thread::forgetRegistry();
     installed.store(replacement, std::memory_order_release);
 }
 

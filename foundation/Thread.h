@@ -9,7 +9,8 @@ namespace velorine {
 
 /// A thread of the system, as an object that can be started again after it ended.
 ///
-/// A derived class joins in its own destructor: when this one runs, `run` is already gone.
+/// A derived class joins in its own destructor: when this one runs, `run` is already gone. Any
+/// thread may call any operation; several that start, join or reap at once get along.
 class Thread {
 public:
     Thread() = default;
@@ -17,11 +18,12 @@ public:
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
-    /// Body of the thread. It ends soon after `stop` was set.
+    /// Body of the thread. It ends soon after `stop` was set. A `fatal` text that leaves it is
+    /// shown and ends the process.
     virtual std::uint32_t run() = 0;
 
     /// Starts the thread, at normal priority or at `priority`. One that was asked to stop and still
-    /// runs is joined first; one that has ended is reaped.
+    /// runs is joined first; one that has ended is reaped; one that runs on is left alone.
     ///
     /// @param registerThread  keep the handle in the process-wide list of running threads
     void start(bool registerThread);
@@ -50,14 +52,21 @@ public:
     /// Threads in the process-wide list.
     static int registeredThreads();
 
+    /// Gives up that list, whose lock belongs to the kernel in force. For a change of kernels,
+    /// while no thread runs.
+    static void forgetRegistry() noexcept;
+
 private:
     static std::uint32_t entry(void* raw);
     void launch(const int* priority, bool registerThread);
 
-    std::atomic<Kernel::Handle> handle{0};
+    mutable Lock guard{
+        LockRank::threads}; ///< of a handle that is used, and of the one who takes it
+    std::atomic<Kernel::Handle> handle{0};  ///< 0: none; changed under guard
+    std::atomic<int> joiners{0};            ///< threads that wait for a handle; raised under guard
     std::atomic<std::uint32_t> threadId{0}; ///< 0 when not running
-    std::atomic<bool> exited{false};
-    std::atomic<bool> started{false}; ///< has been started at least once
+    std::atomic<bool> exited{false};        ///< set by the thread as it ends, until it is reaped
+    std::atomic<bool> started{false};       ///< has been started at least once
 };
 
 } // namespace velorine
