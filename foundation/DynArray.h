@@ -58,8 +58,25 @@ public:
         return elements[i];
     }
 
-    /// Room for `wanted` elements, by the rule of `grownCapacity`.
-    void reserve(int wanted) {
+    /// Room for `wanted` elements, by the rule of `grownCapacity`; never less than there are.
+    void reserve(int wanted) { fit(wanted < used ? used : wanted); }
+
+    /// New elements are value-initialised.
+    void resize(int wanted) {
+        fit(wanted);
+        for (int i = used; i < wanted; ++i)
+            elements[i] = T{};
+        used = wanted;
+    }
+
+    void push(const T& element) {
+        const T copy = element;          // it may be one of ours, about to move
+        if (used == room) fit(used + 1); // room that was reserved stays
+        elements[used++] = copy;
+    }
+
+private:
+    void fit(int wanted) {
         const int newRoom = grownCapacity(used, room, wanted);
         if (newRoom == room) return;
         elements =
@@ -67,21 +84,6 @@ public:
         room = newRoom;
     }
 
-    /// New elements are value-initialised.
-    void resize(int wanted) {
-        reserve(wanted);
-        for (int i = used; i < wanted; ++i)
-            elements[i] = T{};
-        used = wanted;
-    }
-
-    void push(const T& element) {
-        const T copy = element; // it may be one of ours, about to move
-        reserve(used + 1);
-        elements[used++] = copy;
-    }
-
-private:
     T* elements = nullptr;
     int used = 0;
     int room = 0;

@@ -26,9 +26,9 @@ void errorBox(const char* format, ...) {
     std::array<char, limit + 2> text{};
     va_list arguments;
     va_start(arguments, format);
-    int length = std::vsnprintf(text.data(), limit, format, arguments);
+    int length = std::vsnprintf(text.data(), limit + 1, format, arguments);
     va_end(arguments);
-    if (length < 0 || length >= limit) length = limit - 1;
+    if (length < 0 || length > limit) length = limit - 1;
     text[static_cast<std::size_t>(length)] = '\n';
     text[static_cast<std::size_t>(length) + 1] = '\0';
     sink().show(text.data());

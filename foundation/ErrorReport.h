@@ -16,7 +16,7 @@ public:
     static void install(ErrorSink* replacement) noexcept;
 };
 
-/// Warns the user and goes on. At most 1500 characters of the formatted text are shown.
+/// Warns the user and goes on. Of a text of more than 1500 bytes the first 1499 are shown.
 [[gnu::format(printf, 1, 2)]] void errorBox(const char* format, ...);
 
 /// Throws `text`, as a `const char*`. The entry points catch it, show it and end the process.

@@ -125,8 +125,10 @@ void* memAlloc(std::size_t size) {
     const std::size_t held = KeptBlocks::classSize(size);
     if (void* const block = keptBlocks().take(held)) return block;
 
+    const std::size_t whole = held + alignment + sizeof(void*);
+    const bool exists = whole > held; // a size that wraps around is more than any heap has
     for (;;) {
-        if (void* const raw = heapAllocate(held + alignment + sizeof(void*))) {
+        if (void* const raw = exists ? heapAllocate(whole) : nullptr) {
             const auto first = reinterpret_cast<std::uintptr_t>(raw) + sizeof(void*);
             const std::uintptr_t aligned = (first + alignment - 1) / alignment * alignment;
             auto* const block = reinterpret_cast<void*>(aligned);

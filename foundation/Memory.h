@@ -23,15 +23,16 @@ void memFree(void* block) noexcept;
 /// Bytes from which on an allocation warns the user.
 inline constexpr std::size_t bigAllocation = 0x8000000;
 
-/// Where `memAlloc` gets its blocks, and the counts of what it asked for.
+/// Where `memAlloc` gets its blocks. Any thread.
 class HeapSource {
 public:
     virtual ~HeapSource() = default;
-    virtual void* allocate(std::size_t bytes) = 0;
+    virtual void* allocate(std::size_t bytes) = 0; ///< as aligned as `malloc`; null: none left
     virtual void release(void* block) = 0;
 
     /// Puts `replacement` in the place of the general heap; null puts that back. Drops the blocks
-    /// that are kept for reuse, so that none crosses over.
+    /// that are kept for reuse, so that none crosses over. Only while no other thread allocates,
+    /// and while no block of the source before is in use, unless that took it from `malloc` too.
     static void install(HeapSource* replacement) noexcept;
 };
 

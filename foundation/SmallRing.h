@@ -30,9 +30,10 @@ public:
 
     /// Capacity 6 first; when full, twice the count and 6.
     void push(const T& record) {
+        const T copy = record; // it may be one of ours, about to move
         if (used == room) grow(room == 0 ? 6 : 2 * used + 6);
         ++used;
-        at(used - 1) = record;
+        at(used - 1) = copy;
     }
 
     /// Drops the oldest record.
