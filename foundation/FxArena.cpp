@@ -61,13 +61,13 @@ void FxArena::dropPage(FxPage* dropped) {
 }
 
 void* FxArena::allocate(FxBuffer& buffer, int bytes) {
-    assert(buffer.refCount.load(std::memory_order_relaxed) <= 1);
-    release(buffer);
+    assert(bytes >= 0 && buffer.refCount.load(std::memory_order_relaxed) <= 1);
+    if (buffer.arena) buffer.arena->release(buffer); // which may be another one
 
     const RecursiveLock::Scope scope{lock};
     if (!page || page->refCount.load(std::memory_order_acquire) < 2) used = 0;
     live.fetch_add(bytes, std::memory_order_relaxed);
-    if (capacity - used < bytes) {
+    if (!page || capacity - used < bytes) { // no bytes have a place in a page, too
         dropPage(std::exchange(page, nullptr));
         capacity = 0;
         openPage(bytes);
@@ -89,6 +89,7 @@ void FxArena::release(FxBuffer& buffer) {
         live.fetch_sub(buffer.bytes, std::memory_order_relaxed);
     }
     dropPage(std::exchange(buffer.page, nullptr));
+    buffer.arena = nullptr;
     buffer.bytes = 0;
 }
 

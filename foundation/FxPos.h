@@ -17,7 +17,10 @@ struct FxPos {
     static FxPos fromDouble(double value) {
         const double floor = std::floor(value);
         const double half = std::floor((value - floor) * 0x1p63);
-        return {static_cast<std::int64_t>(floor), 2 * static_cast<std::uint64_t>(half)};
+        // just below a whole number the difference rounds to 1, and all bits would wrap to 0
+        const std::uint64_t bits =
+            half < 0x1p63 ? static_cast<std::uint64_t>(half) : (std::uint64_t{1} << 63) - 1;
+        return {static_cast<std::int64_t>(floor), 2 * bits};
     }
 
     static constexpr FxPos fromFrame(std::int64_t frame) { return {frame, 0}; }

@@ -41,8 +41,9 @@ public:
     /// Drops the oldest block.
     void pop() noexcept;
 
-    /// Cuts everything at and behind frame `pos`. The block that holds it is shortened, its time
-    /// and source ends interpolated.
+    /// Cuts everything behind frame `pos`. The block that holds it is shortened, its time and
+    /// source ends interpolated; a block without frames that stands at `pos` itself stays, for the
+    /// time that it covers has passed. Where nothing would be left, the oldest block's start does.
     void truncate(std::int64_t pos);
 
     /// Drops all blocks and leaves `marker`, a block without frames, as the ring's end.

@@ -3,6 +3,7 @@
 #include "foundation/ErrorReport.h"
 #include "foundation/Memory.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <mutex>
@@ -18,30 +19,37 @@ namespace {
 
 std::atomic<long> calls{0};
 
-/// Runs that nobody uses at the moment.
+/// Runs that nobody uses at the moment, the oldest first.
 class KeptRuns {
 public:
     PageSource::Run take(std::size_t bytes) {
         const std::lock_guard guard{mutex};
-        for (std::size_t i = 0; i < count; ++i) {
-            if (runs[i].bytes != bytes) continue;
-            const PageSource::Run found = runs[i];
-            runs[i] = runs[--count];
-            return found;
-        }
+        for (std::size_t i = count; i-- > 0;)
+            if (runs[i].bytes == bytes) return removeAt(i);
         return {};
     }
 
-    bool keep(const PageSource::Run& run) {
+    /// Keeps `run`. What has to go instead comes back: the oldest one, so that sizes which aren't
+    /// asked for any more don't stay, or `run` itself where it is too large.
+    PageSource::Run keep(const PageSource::Run& run) {
         constexpr std::size_t largest = std::size_t{1} << 20;
+        if (VELORINE_KEEP_FREED_BLOCKS == 0 || run.bytes > largest) return run;
         const std::lock_guard guard{mutex};
-        if (VELORINE_KEEP_FREED_BLOCKS == 0 || run.bytes > largest || count == runs.size())
-            return false;
+        const PageSource::Run oldest = count == runs.size() ? removeAt(0) : PageSource::Run{};
         runs[count++] = run;
-        return true;
+        return oldest;
     }
 
 private:
+    PageSource::Run removeAt(std::size_t i) {
+        const PageSource::Run removed = runs[i];
+        std::copy(runs.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                  runs.begin() + static_cast<std::ptrdiff_t>(count),
+                  runs.begin() + static_cast<std::ptrdiff_t>(i));
+        --count;
+        return removed;
+    }
+
     std::mutex mutex; // a leaf, and held for a few instructions
     std::array<PageSource::Run, 16> runs{};
     std::size_t count = 0;
@@ -82,10 +90,10 @@ LockedPages& LockedPages::operator=(LockedPages&& other) noexcept {
 
 LockedPages::~LockedPages() {
     if (run.empty()) return;
-    const PageSource::Run owned{run.data(), run.size(), isPinned};
-    if (keptRuns().keep(owned)) return;
+    const PageSource::Run dropped = keptRuns().keep({run.data(), run.size(), isPinned});
+    if (!dropped.first) return;
     calls.fetch_add(1, std::memory_order_relaxed);
-    PageSource::unmap(owned);
+    PageSource::unmap(dropped);
 }
 
 long LockedPages::systemCalls() noexcept {

@@ -7,8 +7,8 @@ namespace velorine {
 
 /// One run of pages, pinned so that sample data takes no page faults. Owns it; move-only.
 ///
-/// Runs that are given back are kept, a few of each size, and handed out again: a steady stream
-/// maps no memory. Their content is whatever the last owner left. Any thread.
+/// The last few runs that were given back are kept and handed out again: a steady stream maps no
+/// memory. Their content is whatever the last owner left. Any thread.
 class LockedPages {
 public:
     LockedPages() = default; ///< holds nothing
