@@ -29,7 +29,7 @@ private:
 
     double ticksPerCount = 0.0; ///< 0: there is no counter
     int period = -1;
-    mutable RecursiveLock wrapLock;
+    mutable RecursiveLock wrapLock{LockRank::primitive}; ///< the time is asked under any lock
     mutable std::atomic<std::uint32_t> wraps{0}; ///< changes of the reading's top bit so far
 };
 

@@ -1,5 +1,6 @@
 #include "tests/support/TestClock.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -23,6 +24,7 @@ struct TestClock::Task : SignalTable::Signal, SignalTable::Waiter {
     SignalTable::Signal gate{SignalTable::Kind::manualEvent};
     std::condition_variable wake;
     State state = State::blocked;
+    bool yields = false; ///< ready, but only to see whether the others have got on
     std::int64_t deadline = never;
     std::int64_t order = 0; ///< of deadlines that are the same
     std::uint32_t id = 0;
@@ -41,8 +43,10 @@ TestClock::TestClock(Mode chosen, std::uint32_t seed)
     main->state = Task::State::running;
     current = main;
     running = 1;
-    const Guard guard{mutex};
-    addTask(*main);
+    {
+        const Guard guard{mutex};
+        addTask(*main);
+    }
     Kernel::install(this);
 }
 
@@ -143,11 +147,12 @@ void TestClock::schedule() {
 
 void TestClock::run(Task& task) {
     task.state = Task::State::running;
+    task.yields = false;
     ++running;
     task.wake.notify_one();
 }
 
-bool TestClock::advanceToDeadline() {
+TestClock::Task* TestClock::earliest() {
     Task* first = nullptr;
     for (Task* task : tasks) {
         if (task->state != Task::State::blocked || task->deadline == never) continue;
@@ -155,10 +160,17 @@ bool TestClock::advanceToDeadline() {
             (task->deadline == first->deadline && task->order < first->order))
             first = task;
     }
-    if (!first) return false;
-    if (first->deadline > nowTicks) nowTicks = first->deadline;
-    if (!first->done) SignalTable::withdraw(*first);
-    makeReady(*first);
+    return first;
+}
+
+bool TestClock::advanceToDeadline() {
+    Task* next = earliest();
+    if (!next) return false;
+    if (next->deadline > nowTicks) nowTicks = next->deadline;
+    for (; next && next->deadline <= nowTicks; next = earliest()) {
+        if (!next->done) SignalTable::withdraw(*next);
+        makeReady(*next);
+    }
     return true;
 }
 
@@ -286,12 +298,15 @@ std::uint32_t TestClock::currentThreadId() {
     return self().id;
 }
 
-/// A sleep of 0 lets the others run, and where there is none to run it lets 0.1 ms pass, so that a
-/// thread that asks again and again doesn't stop the time.
+/// A sleep of 0 lets the others run. Where there is none but such as do the same, it lets 0.1 ms
+/// pass, so that threads that ask again and again don't stop the time.
 void TestClock::sleep(int ms) {
     Guard guard{mutex};
     Task& task = self();
-    if (ms <= 0 && !ready.empty()) {
+    const bool othersWork =
+        std::any_of(ready.begin(), ready.end(), [](const Task* other) { return !other->yields; });
+    if (ms <= 0 && othersWork) {
+        task.yields = true;
         makeReady(task);
     } else {
         task.done = true;
@@ -309,7 +324,10 @@ std::int64_t TestClock::ticks() {
 }
 
 std::int64_t TestClock::counter() {
-    return frequency == 0 ? 0 : counterStart + ticks();
+    constexpr std::int64_t second = 1000 * ticksPerMillisecond;
+    const std::int64_t now = ticks();
+    if (frequency == 0) return 0;
+    return counterStart + now / second * frequency + now % second * frequency / second;
 }
 
 std::uint32_t TestClock::mediaTime() {

@@ -3,6 +3,7 @@
 #include "foundation/Kernel.h"
 #include "foundation/SignalTable.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -15,9 +16,13 @@ namespace velorine::test {
 /// A kernel on which time only passes while everybody waits.
 ///
 /// Every wait, lock and sleep of the system comes here. Once all threads are blocked, time jumps to
-/// the earliest deadline, so hours of playback take seconds. In `serial` one thread runs at a time
-/// and the run is the same each time; a seed lets the order of the threads vary. In `parallel` the
-/// threads really run beside each other, for the race detector.
+/// the earliest deadline, so hours of playback take seconds, and all whose time has come then may
+/// run. In `serial` one thread runs at a time and the run is the same each time; a seed lets the
+/// order of the threads vary. In `parallel` the threads really run beside each other, for the race
+/// detector.
+///
+/// Only what goes through the kernel is seen: a thread that waits by reading a variable again and
+/// again stops the time, unless it sleeps in between, be it for 0 ms.
 ///
 /// The thread that makes the clock takes part, as do all threads made through it. When everybody
 /// waits without limit, nothing can ever happen again: the clock tells who waits, and aborts.
@@ -58,19 +63,23 @@ public:
     std::int64_t counter() override;
     std::uint32_t mediaTime() override;
     std::uint32_t tickCount() override;
-    unsigned shortestTimerPeriod() override { return 1; }
+    unsigned shortestTimerPeriod() override { return shortestPeriod; }
     bool beginTimerPeriod(unsigned) override {
-        ++timerPeriods;
-        return true;
+        if (grantsTimerPeriods) ++timerPeriods;
+        return grantsTimerPeriods;
     }
     void endTimerPeriod(unsigned) override { --timerPeriods; }
 
     /// Where the counter stands at the start: far from 0, as on a machine that has run for days.
     static constexpr std::int64_t counterStart = 36'000'000'000'000;
 
-    std::int64_t frequency = 10'000'000; ///< 0: the machine has no counter
+    // The machine; set before threads are made.
+    std::int64_t frequency = 10'000'000; ///< of the counter, Hz; 0: there is none
     std::uint32_t tickStart = 0;         ///< of the 32-bit readings, near their wrap if wanted
-    int timerPeriods = 0;                ///< begun and not ended
+    unsigned shortestPeriod = 1;         ///< ms; 0: can't be asked
+    bool grantsTimerPeriods = true;
+
+    std::atomic<int> timerPeriods{0}; ///< begun and not ended
 
 private:
     struct Task;
@@ -83,6 +92,7 @@ private:
     void block(Task& task, Guard& guard);
     void schedule();
     void run(Task& task);
+    Task* earliest();
     bool advanceToDeadline();
     [[noreturn]] void reportDeadlock();
     void maybePreempt();
