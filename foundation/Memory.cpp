@@ -57,7 +57,7 @@ public:
         if (!active || size > largest) return size;
         if (size <= smallest) return smallest;
         const std::size_t step = std::bit_floor(size - 1) / 4;
-        return (size + step - 1) / step * step;
+        return (size + step - 1) & ~(step - 1); // a power of two
     }
 
     void* take(std::size_t size) {

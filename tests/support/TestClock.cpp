@@ -261,8 +261,7 @@ Kernel::Handle TestClock::createThread(ThreadEntry entry, void* context) {
         });
         if (!tasks.empty()) schedule();
     }};
-    task.release();
-    return SignalTable::handleOf(raw);
+    return SignalTable::handleOf(task.release());
 }
 
 void TestClock::resumeThread(Handle thread) {
