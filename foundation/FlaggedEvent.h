@@ -9,7 +9,7 @@
 namespace velorine {
 
 /// Manual-reset event with a cheap test: a thread that finds it set makes no system call. Any
-/// thread. Who waited may find it set before `set` has returned, so it outlives both.
+/// thread. A waiter may find it set before `set` has returned: it has to outlive that call.
 class FlaggedEvent {
 public:
     void set() {

@@ -37,8 +37,8 @@ struct FxPos {
     }
 
     friend constexpr FxPos operator+(const FxPos& a, const FxPos& b) {
-        const std::uint64_t frac = a.frac + b.frac;
-        return {a.whole + b.whole + (frac < a.frac ? 1 : 0), frac};
+        const std::uint64_t sum = a.frac + b.frac;
+        return {a.whole + b.whole + (sum < a.frac ? 1 : 0), sum};
     }
     FxPos& operator+=(const FxPos& other) { return *this = *this + other; }
     friend constexpr bool operator==(const FxPos& a, const FxPos& b) = default;

@@ -6,6 +6,7 @@
 #include "foundation/RecursiveLock.h"
 
 #include <memory>
+#include <utility>
 
 namespace velorine {
 
@@ -60,17 +61,29 @@ void Thread::start(int priority, bool registerThread) {
     launch(&priority, registerThread);
 }
 
+/// Shared by the thread object and those that wait for the thread: the last of them closes it.
+struct Thread::Handle {
+    explicit Handle(Kernel::Handle thread) : native(thread) {}
+    ~Handle() { kernel().close(native); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    void waitForEnd() const { kernel().waitAny({&native, 1}, Kernel::forever); }
+
+    const Kernel::Handle native;
+};
+
 void Thread::launch(const int* priority, bool registerThread) {
-    if (stop.isSet() && handle.load(std::memory_order_acquire) != 0) join();
+    if (stop.isSet()) join();
     reap();
 
     Kernel::Handle created = 0;
     {
         const Lock::Scope scope{guard};
-        if (handle.load(std::memory_order_relaxed) != 0) return; // it runs already
+        if (handle) return; // it runs already
         created = kernel().createThread(entry, this);
+        handle = std::make_shared<const Handle>(created);
         started.store(true, std::memory_order_relaxed);
-        handle.store(created, std::memory_order_release);
     }
     if (!boostAllowed) kernel().disablePriorityBoost(created);
     if (priority) kernel().setThreadPriority(created, *priority);
@@ -96,58 +109,61 @@ std::uint32_t Thread::entry(void* raw) try {
 }
 
 void Thread::reap() {
-    Kernel::Handle ended = 0;
+    if (!exited.load(std::memory_order_acquire)) return;
+    std::shared_ptr<const Handle> ended;
     {
         const Lock::Scope scope{guard};
         if (!exited.exchange(false, std::memory_order_acq_rel)) return;
         stop.reset();
-        ended = handle.exchange(0, std::memory_order_acq_rel);
+        ended = std::move(handle);
     }
-    if (ended == 0) return;
-    kernel().waitAny({&ended, 1}, Kernel::forever);
-    while (joiners.load(std::memory_order_acquire) > 0)
-        kernel().sleep(1); // they are about to see the same
+    if (!ended) return;
+    ended->waitForEnd();
     if (RunningThreads* const threads = registry.load(std::memory_order_acquire))
-        threads->remove(ended);
-    kernel().close(ended);
+        threads->remove(ended->native);
 }
 
 void Thread::join() {
     reap();
-    Kernel::Handle running = 0;
+    std::shared_ptr<const Handle> running;
     {
         const Lock::Scope scope{guard};
-        running = handle.load(std::memory_order_relaxed);
-        if (running == 0) return;
+        if (!handle) return;
         stop.set();
         if (isCurrent()) return;
-        joiners.fetch_add(1, std::memory_order_relaxed);
+        running = handle;
     }
-    kernel().waitAny({&running, 1}, Kernel::forever);
-    joiners.fetch_sub(1, std::memory_order_release);
+    running->waitForEnd();
     reap();
 }
 
 Thread::~Thread() {
     reap();
-    const Kernel::Handle running = handle.load(std::memory_order_acquire);
-    if (running == 0) return;
+    std::shared_ptr<const Handle> running;
+    {
+        const Lock::Scope scope{guard};
+        running = handle;
+    }
+    if (!running) return;
     stop.set(); // where a thread can't be ended by force, it has to be asked
-    kernel().terminateThread(running);
+    kernel().terminateThread(running->native);
     exited.store(true, std::memory_order_release);
     reap();
 }
 
+bool Thread::isRunning() const {
+    const Lock::Scope scope{guard};
+    return handle && !exited.load(std::memory_order_acquire);
+}
+
 int Thread::priority() const {
     const Lock::Scope scope{guard};
-    const Kernel::Handle running = handle.load(std::memory_order_relaxed);
-    return running != 0 ? kernel().threadPriority(running) : 0;
+    return handle ? kernel().threadPriority(handle->native) : 0;
 }
 
 void Thread::setPriority(int priority) {
     const Lock::Scope scope{guard};
-    const Kernel::Handle running = handle.load(std::memory_order_relaxed);
-    if (running != 0) kernel().setThreadPriority(running, priority);
+    if (handle) kernel().setThreadPriority(handle->native, priority);
 }
 
 int Thread::registeredThreads() {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 namespace velorine {
 
@@ -35,10 +36,7 @@ public:
     /// Gives back a thread that has ended. Two callers at once are fine: one of them closes it.
     void reap();
 
-    bool isRunning() const noexcept {
-        return handle.load(std::memory_order_acquire) != 0 &&
-               !exited.load(std::memory_order_acquire);
-    }
+    bool isRunning() const;
     bool isCurrent() const {
         return threadId.load(std::memory_order_relaxed) == kernel().currentThreadId();
     }
@@ -57,16 +55,16 @@ public:
     static void forgetRegistry() noexcept;
 
 private:
+    struct Handle;
+
     static std::uint32_t entry(void* raw);
     void launch(const int* priority, bool registerThread);
 
-    mutable Lock guard{
-        LockRank::threads}; ///< of a handle that is used, and of the one who takes it
-    std::atomic<Kernel::Handle> handle{0};  ///< 0: none; changed under guard
-    std::atomic<int> joiners{0};            ///< threads that wait for a handle; raised under guard
-    std::atomic<std::uint32_t> threadId{0}; ///< 0 when not running
-    std::atomic<bool> exited{false};        ///< set by the thread as it ends, until it is reaped
-    std::atomic<bool> started{false};       ///< has been started at least once
+    mutable Lock guard{LockRank::threads};
+    std::shared_ptr<const Handle> handle GUARDED_BY(guard); ///< null: none
+    std::atomic<std::uint32_t> threadId{0};                 ///< 0 when not running
+    std::atomic<bool> exited{false};  ///< set by the thread as it ends, until it is reaped
+    std::atomic<bool> started{false}; ///< has been started at least once
 };
 
 } // namespace velorine

@@ -96,6 +96,38 @@ TEST(SystemClock, TwoThreadsCountAWrapOnce) {
     }
 }
 
+/// A clock without a counter on which every reading gives way to the other threads.
+class SlowReadings final : public TestClock {
+public:
+    SlowReadings() { frequency = 0; }
+    std::uint32_t mediaTime() override {
+        const std::uint32_t reading = TestClock::mediaTime();
+        sleep(0);
+        return reading;
+    }
+};
+
+// All have seen the new top bit before one of them gets to count it.
+TEST(SystemClock, WrapThatSeveralThreadsSeeAtOnceCountsOnce) {
+    SlowReadings kernelClock;
+    kernelClock.tickStart = 0x7fff'fff0;
+    const SystemClock clock;
+    clock.now();
+    kernelClock.advance(100);
+    std::vector<FxTime> times;
+    {
+        std::vector<std::unique_ptr<RunningThread>> threads;
+        for (int t = 0; t < 4; ++t)
+            threads.push_back(
+                std::make_unique<RunningThread>([&] { times.push_back(clock.now()); }));
+    }
+    ASSERT_EQ(times.size(), 4u);
+    for (const FxTime time : times) {
+        EXPECT_GE(time, (0x7fff'fff0 + 100LL) * ticksPerMs);
+        EXPECT_LE(time, (0x7fff'fff0 + 105LL) * ticksPerMs); // giving way takes 0.1 ms now and then
+    }
+}
+
 TEST(SystemClock, KeepsTheShortestTimerPeriodMeanwhile) {
     struct Case {
         unsigned shortest;

@@ -26,7 +26,7 @@ namespace velorine::test {
 ///
 /// The thread that makes the clock takes part, as do all threads made through it. When everybody
 /// waits without limit, nothing can ever happen again: the clock tells who waits, and aborts.
-class TestClock final : public Kernel {
+class TestClock : public Kernel {
 public:
     enum class Mode { serial, parallel };
 

@@ -21,9 +21,8 @@ int niceOf(pid_t tid) {
 bool mayRaisePriority() {
     bool granted = false;
     {
-        RawThread thread{[&] {
-            granted = setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), -1) == 0;
-        }};
+        RawThread thread{
+            [&] { granted = setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), -1) == 0; }};
         thread.resume();
     }
     return granted;
@@ -58,9 +57,7 @@ TEST(PosixPriority, IsNotInheritedFromTheThreadThatMadeIt) {
     {
         RawThread outerThread{[&] {
             kernel().setCurrentPriority(priorityHighest);
-            RawThread innerThread{[&] {
-                inner = niceOf(gettid());
-            }};
+            RawThread innerThread{[&] { inner = niceOf(gettid()); }};
             innerThread.resume();
         }};
         outerThread.resume();
