@@ -25,6 +25,8 @@ std::uint32_t readFeatures() noexcept {
     __builtin_cpu_init();
     if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
         features |= cpuFeature::avx2Fma;
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"))
+        features |= cpuFeature::avx512;
     return features;
 }
 } // namespace

@@ -14,6 +14,7 @@ inline constexpr std::uint32_t extendedMmx = 64;
 inline constexpr std::uint32_t sse = 128;
 inline constexpr std::uint32_t sse2 = 256;
 inline constexpr std::uint32_t avx2Fma = 512; ///< both, and the system saves their registers
+inline constexpr std::uint32_t avx512 = 1024; ///< F and VL, the same
 } // namespace cpuFeature
 
 /// What the processor can do, read once. Any thread.

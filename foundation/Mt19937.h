@@ -2,8 +2,11 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 
 namespace velorine {
+
+struct Mt19937Kernel;
 
 /// Mersenne Twister, the source of all dither.
 ///
@@ -16,10 +19,14 @@ public:
     static constexpr int stateWords = 624;
     static constexpr std::uint32_t firstSeed = 0x17846ffe;
 
-    Mt19937();                                                     ///< as all of the system's are
-    explicit Mt19937(std::uint32_t fixedSeed) { seed(fixedSeed); } ///< for tests
+    Mt19937();                                 ///< as all of the system's are
+    explicit Mt19937(std::uint32_t fixedSeed); ///< for tests
 
     void seed(std::uint32_t value);
+
+    /// Works from now on as on a processor with these features (`cpuFeature`) only; the outputs
+    /// stay the same. A new generator uses what the processor has.
+    void useKernels(std::uint32_t features);
 
     std::uint32_t next() {
         if (index >= stateWords) refill();
@@ -34,6 +41,9 @@ public:
         const double a = uniform();
         return a - uniform();
     }
+
+    /// As many `triangular()` as `to` holds, drawn in bulk.
+    void triangular(std::span<double> to);
 
     static constexpr std::uint32_t temper(std::uint32_t y) {
         y ^= y >> 11;
@@ -53,10 +63,15 @@ public:
     /// Moves on by `count` words of `pending`.
     void skip(int count) { index += count; }
 
+    /// All words of the state and eight more, once none is pending, for kernels that refill it as
+    /// they draw: they leave it as spent as it was. Else null.
+    std::uint32_t* spent() { return index >= stateWords ? state.data() : nullptr; }
+
 private:
     void refill();
 
-    alignas(64) std::array<std::uint32_t, stateWords> state{};
+    alignas(64) std::array<std::uint32_t, stateWords + 8> state{};
+    const Mt19937Kernel* kernel;
     int index = stateWords;
 };
 
