@@ -3,12 +3,14 @@
 #include "foundation/Memory.h"
 #include "foundation/Mt19937.h"
 #include "foundation/SampleFormat.h"
+#include "stages/convert/NoiseShaper.h"
 
-#include <array>
 #include <cstdint>
 #include <memory>
 
 namespace velorine {
+
+struct FrameRun;
 
 /// A run of interleaved frames in memory. The stride may exceed the samples that a format names, so
 /// that a conversion can pick the first channels out of wider frames.
@@ -38,9 +40,12 @@ struct ConstFrameSpan {
 /// changes of format. One thread at a time. At most 16 channels.
 class SampleConverter {
 public:
-    static constexpr int maxChannels = 16;
+    static constexpr int maxChannels = maxShapedChannels;
 
     SampleConverter();
+
+    /// As on a processor with these features (`cpuFeature`) only; the results are the same.
+    explicit SampleConverter(std::uint32_t features);
 
     /// Converts `min(source.frames, destination.frames)` frames, with as many valid bits in the
     /// result as the destination's `layout` says. The spans don't overlap.
@@ -51,18 +56,32 @@ public:
     void convertFull(const ConstFrameSpan& source, const SampleFormat& sourceFormat,
                      const FrameSpan& destination, SampleFormat destinationFormat);
 
+    /// Of the loops in use, for people.
+    const char* kernelName() const { return kernels.name; }
+
     bool ditherOn = true;
     bool shapingOn = false;
 
 private:
+    struct Scratch;
+
+    bool canDitherTo16(const ConversionPlan& plan, const FrameRun& from, int type,
+                       const SampleFormat& destination) const;
+    void ditherTo16(const std::uint8_t* from, int samples, std::uint8_t* to);
+    void read(const ConversionPlan& plan, const FrameRun& from, int type, int channels,
+              Scratch& scratch) const;
+    void write(const ConversionPlan& plan, int type, int frames, int channels, Scratch& scratch,
+               std::uint8_t* out);
+
+    const ConvertKernels& kernels;
     Mt19937 generator;
+    NoiseShaper shaper;
 };
 
 /// Owner of a converter, with the switches that its user keeps. One thread at a time.
 class SampleConverterHandle {
 public:
     SampleConverterHandle();
-    ~SampleConverterHandle();
 
     /// As `SampleConverter`, with `noiseShaping` and `dither` copied to it first.
     void convert(const ConstFrameSpan& source, const SampleFormat& sourceFormat,
@@ -74,7 +93,13 @@ public:
     bool dither = true;
 
 private:
-    std::unique_ptr<SampleConverter> converter;
+    struct Destroy {
+        void operator()(SampleConverter* object) const noexcept;
+    };
+
+    SampleConverter& switched();
+
+    std::unique_ptr<SampleConverter, Destroy> converter;
 };
 
 } // namespace velorine
