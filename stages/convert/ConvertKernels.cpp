@@ -15,6 +15,8 @@ struct Offer {
 };
 
 constexpr std::array offers = {
+    Offer{&avx512ConvertKernels, cpuFeature::avx2Fma | cpuFeature::avx512},
+    Offer{&avx2ConvertKernels, cpuFeature::avx2Fma}, // Avx2Kernels.cpp, its own -m flags
     Offer{&plainConvertKernels, 0},
 };
 
