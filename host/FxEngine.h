@@ -1,0 +1,48 @@
+#pragma once
+
+#include "chain/driver/FxChainHost.h"
+#include "foundation/RecursiveLock.h"
+#include "stages/FaderStage.h"
+#include "stages/TailStage.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace velorine {
+
+/// The one object that owns the chain, its stages, the playback thread and the output side. Lives
+/// from the host's `Init` to its `Quit`, across any number of tracks.
+///
+/// Making one starts no thread and opens nothing, so a second one may stand beside it as an editing
+/// copy that only exchanges settings.
+class FxEngine final : public FxChainHost {
+public:
+    explicit FxEngine(const Surroundings& surroundings);
+    ~FxEngine() override;
+
+    void exchangeSettings(RegistryNode& node) override;
+    void exchangeBeepSetting(RegistryNode& node) override;
+
+    /// Wires the stages, reads `settings` if there are any, and starts the playback thread.
+    void start(RegistryNode* settings, bool showOutput);
+
+    /// Changes the pause word: sets or clears the bits of `mask`. The chain is cut at the frame that
+    /// plays, and a beep is put in there if `beepMask` asks for one and little is queued.
+    ///
+    /// @param wait  until the output has come to rest
+    /// @return the pause word now
+    int setPaused(bool on, int mask, int beepMask, bool wait);
+
+    /// Drops what the host wrote and the chain hasn't played, `keepLast`: all but the last of it. The
+    /// time line and both axes go on where they end.
+    void dropInput(bool keepLast);
+
+    RecursiveLock pauseLock{LockRank::pause};
+    TailStage tail;
+    FaderStage fader;
+    std::atomic<double> speed{1.0}; ///< tempo
+    double secondSpeed = 1.0;       ///< of the second resampler, which takes no part
+    std::atomic<bool> beep{true};   ///< a beep on pause
+};
+
+} // namespace velorine

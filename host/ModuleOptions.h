@@ -1,0 +1,65 @@
+#pragma once
+
+#include "foundation/FxTime.h"
+#include "foundation/SampleFormat.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velorine {
+
+class SettingsStore;
+class SoundSystem;
+
+/// Set-up that no host has: taken over by the next `Init`, for a program that links the engine.
+struct ModuleOptions {
+    struct Setting {
+        std::string section;
+        std::string name;
+        std::uint32_t dword = 0; ///< number, bool, or the bits of a float
+        std::optional<std::string> text; ///< instead of the dword
+    };
+
+    /// Values that stand over the stored ones for this run and are never stored.
+    std::vector<Setting> overlay;
+
+    bool storeSettings = true; ///< false: the run leaves the stored settings as they are
+
+    std::optional<int> recordMode; ///< 1: record to `recordPath` in place of a device
+    std::string recordPath;
+    std::int64_t skipFrames = 0;  ///< first frames of the output that aren't recorded
+    std::int64_t frameCount = -1; ///< recorded frames, -1 for all
+
+    SettingsStore* store = nullptr; ///< null: the user's own
+    SoundSystem* sound = nullptr;   ///< null: the machine's
+    bool useSound = true;           ///< false: the null target, whatever the settings say
+};
+
+/// Options of the next `Init`. Host's main thread.
+void setModuleOptions(ModuleOptions options);
+
+/// What a person may want to know of the running engine. A snapshot; any thread.
+struct ModuleStatus {
+    bool running = false;     ///< between `Init` and `Quit`
+    bool paused = false;
+    bool deviceOpen = false;
+    bool devicePlays = false;
+    bool nullTarget = false;
+    bool fallback = false;    ///< the device that was wanted could not be had
+    std::string device;       ///< as opened
+    SampleFormat hostFormat;  ///< as the host writes
+    SampleFormat outputFormat; ///< as the device or the file takes
+    int queueMs = 0;          ///< in the device
+    int latencyMs = 0;        ///< from the written end to what is heard
+    int targetMs = 0;         ///< depth that the queue grows to
+    double driftRatio = 1.0;  ///< the card's rate over the nominal one
+    std::int32_t liveBytes = 0;  ///< sample memory in use
+    std::int32_t totalBytes = 0; ///< sample memory held
+    bool recordingFailed = false;
+};
+
+ModuleStatus moduleStatus();
+
+} // namespace velorine

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "config/LayeredStore.h"
+#include "config/UserSettings.h"
+#include "foundation/SystemClock.h"
+#include "host/BackgroundThread.h"
+#include "host/FxEngine.h"
+#include "host/HostFeed.h"
+#include "host/HostTimeLine.h"
+#include "host/ModuleOptions.h"
+#include "host/TrackNaming.h"
+#include "host/Transport.h"
+
+namespace velorine {
+
+class HostStream;
+class HostWindow;
+
+/// Everything that lives from the host's `Init` to its `Quit`.
+class Session {
+public:
+    Session(HostStream& hostStream, HostWindow& hostWindow, const ModuleOptions& moduleOptions);
+
+    /// Steps of `Init`: preset, settings, engine, windows, background thread.
+    void begin();
+
+    /// Steps of `Quit`: lets the output play out for at most 5 s, saves, and stops everything.
+    void end();
+
+    ModuleStatus status();
+
+private:
+    void exchangeOwnSettings(RegistryNode& node);
+    void applyRecording();
+
+    HostStream& stream;
+    HostWindow& window;
+    const ModuleOptions options;
+
+    SystemClock clock;
+    UserSettings userSettings; ///< unless the options bring a store
+    CopyOnWriteStore unsaved;  ///< takes the writes of a run that stores nothing
+    SettingsStore& store;      ///< what is saved to
+    OverlayStore overlay;      ///< what is read
+
+    FxEngine engine;
+
+public:
+    HostTimeLine timeLine;
+    Transport transport;
+
+private:
+    TrackNaming naming;
+
+public:
+    HostFeed feed;
+
+private:
+    BackgroundThread background;
+    bool showWindows = true;  ///< "showwnd"
+    bool showSpectrum = true; ///< "Show Spectrum"
+};
+
+} // namespace velorine
