@@ -194,6 +194,7 @@ bool FxOutput::playOut(const Pace& pace) {
     while (queuedFrames() > 0) {
         if (interrupted(pace)) return false;
         outputTail(pace);
+        if (device.halted.isSet()) break; // it doesn't start, and what it holds is never heard
         if (waitOrLeave(pace, timer.granted() ? 8 : 1)) return false;
     }
     return true;

@@ -339,6 +339,22 @@ TEST(FxOutput, ThePriorityIsRestoredAfterAChangeOfFormat) {
     EXPECT_EQ(rig.clock.timerPeriods, 1); // the clock's own
 }
 
+TEST(FxOutput, AChangeOfFormatDoesNotWaitForADeviceThatNeverPlays) {
+    OutputRig rig;
+    rig.sound.playFails = true;
+    rig.start();
+    rig.count(20'000, 1, 48000);
+    rig.serveAll();
+    EXPECT_FALSE(rig.output.device.running.isSet());
+    rig.count(20'000, 20'001, 44100);
+    const std::int64_t before = rig.clock.ticks();
+    const SetLater watchdog{rig.stop, 30'000};
+    rig.serveAll();
+    EXPECT_FALSE(rig.stop.isSet());
+    EXPECT_LT(rig.clock.ticks() - before, 20'000'000);
+    EXPECT_EQ(rig.sound.opens, 2);
+}
+
 // -- Pacing ------------------------------------------------------------------------------------
 
 TEST(FxOutput, TheQueueFollowsTheTarget) {
