@@ -236,7 +236,7 @@ int FxChainHost::prefill(int targetMs) {
         const bool done = pass(first);
         const bool blocked = chainBlocked.load(std::memory_order_relaxed);
         serveDevice();
-        if (!done || blocked || output.formatChangeWaits()) break;
+        if (!done || blocked || output.waitsForEdit()) break;
     }
     return buffered();
 }

@@ -94,6 +94,7 @@ void FxOutput::stopThreads() {
 // -- The output step ---------------------------------------------------------------------------
 
 bool FxOutput::service(const Pace& pace) {
+    editWaits = false;
     if (pending.active) {
         deliver(pace);
         return true;
@@ -103,7 +104,7 @@ bool FxOutput::service(const Pace& pace) {
 
     const SampleFormat wanted = wantedFormat(slice);
     if (outputMode == 0) {
-        if (!prepareDevice(playable(wanted), pace)) return !changeWaits;
+        if (!prepareDevice(playable(wanted), pace)) return !editWaits;
     } else {
         deviceFormat = wanted;
     }
@@ -116,7 +117,7 @@ bool FxOutput::service(const Pace& pace) {
         shownFormat = deviceFormat;
         appendTo(deviceRing, slice);
     }
-    pending = {std::move(slice), 0, true};
+    pending = {std::move(slice), 0, true, false};
     deliver(pace);
     return true;
 }
@@ -164,7 +165,6 @@ SampleFormat FxOutput::wantedFormat(const FxBlock& slice) {
 /// isn't worth a gap.
 /// @return false when an edit or the thread's end came first; the slice is then not taken
 bool FxOutput::prepareDevice(const SampleFormat& wanted, const Pace& pace) {
-    changeWaits = false;
     const bool open = device.isOpen();
     const bool fits = deviceFormat.channels == wanted.channels && deviceFormat.rate == wanted.rate &&
                       bitsPerSample(wanted.type) <= bitsPerSample(deviceFormat.type);
@@ -175,7 +175,7 @@ bool FxOutput::prepareDevice(const SampleFormat& wanted, const Pace& pace) {
     if (open) {
         const bool insideEdit = !pace.obeyTarget;
         if (insideEdit && queuedFrames() > 0) {
-            changeWaits = true; // an edit doesn't wait for the old format to play out
+            editWaits = true; // an edit doesn't wait for the old format to play out
             return false;
         }
         if (!playOut(pace)) return false;
@@ -233,11 +233,12 @@ std::int64_t FxOutput::queuedFrames() {
 
 void FxOutput::deliver(const Pace& pace) {
     const int frameBytes = bytesPerFrame(pending.block.format);
-    if (outputMode == 0) {
+    if (outputMode == 0 && !pending.paced) {
         const int n = pending.block.frames() - pending.offset;
         const std::int64_t queuedMs = (n + queuedFrames()) * 1000 / std::max(rate(), 1);
         target.noteBuffered(clock.now(), queuedMs);
         if (pace.obeyTarget && !waitForTarget(pace, n)) return;
+        pending.paced = pace.obeyTarget;
     }
     while (pending.offset < pending.block.frames()) {
         int piece = pending.block.frames() - pending.offset;
@@ -252,35 +253,41 @@ void FxOutput::deliver(const Pace& pace) {
     pending = {};
 }
 
-/// Waits while more is queued than wanted. @return false when an edit or the thread's end came
+/// Waits once if more is queued than wanted. The pump's lock is free between two waits, so that
+/// nobody stands behind a device that plays slowly or not at all.
+/// @return whether the slice may be handed over now
 bool FxOutput::waitForTarget(const Pace& pace, int frames) {
+    if (interrupted(pace)) return false;
+    if (!device.running.isSet()) return true;
     const std::int64_t limit = device.bufferFrames() - guardFrames(rate());
     const std::int64_t wanted = std::min<std::int64_t>(frames, chunkFrames(rate()));
-    while (device.running.isSet()) {
-        if (interrupted(pace)) return false;
-        const std::int64_t queued = queuedFrames();
-        const std::int64_t depth = target.frames(clock.now(), rate());
-        const std::int64_t excess = std::max(queued - depth, wanted - (limit - queued));
-        if (excess <= 0) break;
-        const int ms = pacingWaitMs(excess, rate());
-        if (ms < 2) break;
-        if (waitOrLeave(pace, ms)) return false;
-    }
-    return !interrupted(pace);
+    const std::int64_t queued = queuedFrames();
+    const std::int64_t depth = target.frames(clock.now(), rate());
+    const std::int64_t excess = std::max(queued - depth, wanted - (limit - queued));
+    if (excess <= 0) return true;
+    const int ms = pacingWaitMs(excess, rate());
+    if (ms < 2) return true;
+    waitOrLeave(pace, ms);
+    return false;
 }
 
-/// Waits until the buffer takes `piece` frames. @return false when an edit or the thread's end came
+/// Waits once if the buffer doesn't take `piece` frames.
+/// @return whether it takes them now
 bool FxOutput::waitForRoom(const Pace& pace, int piece) {
+    if (interrupted(pace)) return false;
     const std::int64_t limit = device.bufferFrames() - guardFrames(rate());
-    for (;;) {
-        if (interrupted(pace)) return false;
-        const std::int64_t missing = piece - (limit - queuedFrames());
-        if (missing <= 0) return true;
-        int ms = pacingWaitMs(missing, rate());
-        if (ms < 2) return true;
-        if (ms < 10 || !device.running.isSet()) ms = 10;
-        if (waitOrLeave(pace, ms)) return false;
+    const std::int64_t missing = piece - (limit - queuedFrames());
+    if (missing <= 0) return true;
+    const bool runs = device.running.isSet();
+    if (!runs && !pace.obeyTarget) {
+        editWaits = true; // it can't be started, and an edit doesn't wait until it can
+        return false;
     }
+    int ms = pacingWaitMs(missing, rate());
+    if (ms < 2) return true;
+    if (ms < 10 || !runs) ms = 10;
+    waitOrLeave(pace, ms);
+    return false;
 }
 
 void FxOutput::write(const std::byte* samples, int frames) {

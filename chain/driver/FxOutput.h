@@ -45,12 +45,13 @@ public:
     /// Ends the output's threads. Nothing is delivered afterwards.
     void stopThreads();
 
-    /// Takes one slice of the last ring and hands it over, which may wait; goes on with one that an
-    /// edit interrupted. Pump lock held.
+    /// Takes one slice of the last ring and hands over what the device takes of it, or goes on with
+    /// one that is begun. Waits 50 ms at most, or until a format that is open has played out. Pump
+    /// lock held.
     /// @return false: there is nothing new to take
     bool service(const Pace& pace);
 
-    /// Hands over what is left of an interrupted slice and lets the device play what is queued.
+    /// Goes on with a slice that is begun, as `service`, and lets the device play what is queued.
     /// Pump lock held.
     void outputTail(const Pace& pace);
 
@@ -71,7 +72,10 @@ public:
     FxTime played();                 ///< stream time at the speakers; never goes back. Any thread.
     FxTime timeAt(std::int64_t pos); ///< stream time at a frame of the device axis. Any thread.
     int rate() const { return device.rate(); } ///< Hz
-    bool formatChangeWaits() const noexcept { return changeWaits; }
+
+    /// The last `service` left something for the end of the edit: a format that has to play out, or
+    /// a full device that doesn't start. Pump lock held.
+    bool waitsForEdit() const noexcept { return editWaits; }
     SampleFormat openedFormat() const; ///< what the device or the file takes. Any thread.
 
     /// Volume and pan of the device; at once, any thread.
@@ -96,6 +100,7 @@ private:
         FxBlock block;
         int offset = 0; ///< frames handed over
         bool active = false;
+        bool paced = false; ///< it was its turn; only the buffer's end still counts
     };
 
     bool takeSlice(FxBlock& slice);
@@ -122,7 +127,7 @@ private:
     SampleFormat deviceFormat; ///< what is open, and what slices are converted to
     SampleConverterHandle converter;
     Pending pending;
-    bool changeWaits = false; ///< a new format can't be opened while an edit runs
+    bool editWaits = false; ///< what comes next isn't handed over inside an edit
 
     mutable RecursiveLock deviceRingLock{LockRank::ring};
     FxRing deviceRing;                  ///< guarded by deviceRingLock

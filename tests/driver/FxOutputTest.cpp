@@ -319,10 +319,10 @@ TEST(FxOutput, InsideAnEditANewFormatWaitsForItsEnd) {
     rig.count(20'000, 40'001, 44100);
     const std::int64_t before = rig.clock.ticks();
     EXPECT_FALSE(rig.output.service(rig.insideEdit));
-    EXPECT_TRUE(rig.output.formatChangeWaits());
+    EXPECT_TRUE(rig.output.waitsForEdit());
     EXPECT_EQ(rig.clock.ticks(), before);
     rig.serveAll();
-    EXPECT_FALSE(rig.output.formatChangeWaits());
+    EXPECT_FALSE(rig.output.waitsForEdit());
     rig.playOut();
     EXPECT_EQ(loudFrames(rig.sound.heard<std::int32_t>()), countingFrom(1, 60'000));
 }
@@ -407,6 +407,49 @@ TEST(FxOutput, AHaltedDeviceTakesNoMoreThanItsLimit) {
     EXPECT_EQ(rig.clock.ticks(), 20'000'000); // it waited, and left at once
     EXPECT_LE(rig.output.writtenEnd(), 66184);
     EXPECT_GT(rig.output.writtenEnd(), 66184 - 3072);
+}
+
+TEST(FxOutput, NoCallWaitsLongerThanFiftyMs) {
+    // At 200 Hz a slice lasts 23 s, and the buffer takes 400 frames of it at a time.
+    OutputRig rig;
+    rig.start();
+    rig.count(5000, 1, 200);
+    for (int i = 0; i < 400; ++i) {
+        const std::int64_t before = rig.clock.ticks();
+        ASSERT_TRUE(rig.output.service(rig.pace));
+        ASSERT_LE(rig.clock.ticks() - before, 500'000);
+    }
+    EXPECT_GT(rig.output.writtenEnd(), 2000);
+    EXPECT_LE(rig.output.writtenEnd(), 5000);
+}
+
+TEST(FxOutput, ADeviceThatNeverPlaysIsAskedAgainEveryTenMs) {
+    OutputRig rig;
+    rig.sound.playFails = true;
+    rig.start();
+    rig.count(200'000, 1, 44100);
+    for (int i = 0; i < 20; ++i)
+        rig.output.service(rig.pace);
+    const std::int64_t before = rig.clock.ticks();
+    EXPECT_TRUE(rig.output.service(rig.pace));
+    EXPECT_EQ(rig.clock.ticks() - before, 100'000);
+    rig.sound.playFails = false;
+    rig.output.outputTail(rig.pace);
+    rig.serveAll();
+    rig.playOut();
+    EXPECT_EQ(loudFrames(rig.sound.heard<std::int32_t>()), countingFrom(1, 200'000));
+}
+
+TEST(FxOutput, InsideAnEditAFullDeviceThatStandsIsNotWaitedFor) {
+    OutputRig rig;
+    rig.sound.playFails = true;
+    rig.start();
+    rig.count(200'000, 1, 44100);
+    const SetLater watchdog{rig.stop, 60'000};
+    for (int i = 0; i < 100 && rig.output.service(rig.insideEdit); ++i) {
+    }
+    EXPECT_FALSE(rig.stop.isSet()) << "an edit would hold its locks for ever";
+    EXPECT_LT(rig.clock.ticks(), 5'000'000);
 }
 
 TEST(FxOutput, InsideAnEditOnlyTheBuffersEndCounts) {
