@@ -40,6 +40,12 @@ struct ModuleOptions {
 /// Options of the next `Init`. Host's main thread.
 void setModuleOptions(ModuleOptions options);
 
+/// Which stages of the chain move or stretch what they play, besides those that only pass it on.
+struct ChainStages {
+    static constexpr bool kestrix = false;
+    static constexpr bool resampler = false;
+};
+
 /// What a person may want to know of the running engine. A snapshot; any thread.
 struct ModuleStatus {
     bool running = false;     ///< between `Init` and `Quit`
@@ -58,6 +64,7 @@ struct ModuleStatus {
     std::int32_t liveBytes = 0;  ///< sample memory in use
     std::int32_t totalBytes = 0; ///< sample memory held
     bool recordingFailed = false;
+    std::int64_t recordedFrames = 0; ///< of the recording that stands in for a device
 };
 
 ModuleStatus moduleStatus();

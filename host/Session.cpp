@@ -140,6 +140,10 @@ ModuleStatus Session::status() {
     status.liveBytes = engine.input.arenaStore.liveBytes();
     status.totalBytes = engine.input.arenaStore.totalBytes();
     status.recordingFailed = engine.output.recorder.failed();
+    if (engine.output.outputMode != 0) {
+        const RecordingWindow recorded{options.skipFrames, options.frameCount};
+        status.recordedFrames = recorded.inside(engine.output.writtenEnd());
+    }
     return status;
 }
 

@@ -1,0 +1,54 @@
+#include "player/Play.h"
+
+#include "player/Console.h"
+#include "player/Interruption.h"
+#include "player/Playback.h"
+
+#include <chrono>
+
+namespace velorine {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int idleMs = 10; ///< between two looks at what the module permits
+constexpr auto statusPeriod = std::chrono::milliseconds{100};
+
+ModuleOptions optionsFor(const PlayRequest& request) {
+    ModuleOptions options;
+    options.overlay = request.settings;
+    if (!request.device.empty())
+        options.overlay.push_back({"General", "Audio Device", 0, request.device});
+    options.useSound = !request.null;
+    return options;
+}
+
+/// Until the list has been heard, or a key or a signal ends it.
+void playAll(Playback& playback, Console& console) {
+    Keyboard keyboard; // gives the terminal back before the module plays out its fade
+    Clock::time_point shown{};
+    while (!interruption::requested() && !playback.isOver()) {
+        const bool moved = playback.feed();
+        if (const auto key = keyboard.wait(moved ? 0 : idleMs)) playback.obey(*key);
+        if (!console.isTerminal() || Clock::now() - shown < statusPeriod) continue;
+        shown = Clock::now();
+        console.showLive(statusLine(playback.state(), console.columns(), console.hasColour()));
+    }
+    console.clearLive();
+}
+
+} // namespace
+
+ExitCode play(const PlayRequest& request, Console& console) {
+    interruption::watch();
+    ModuleHost host{optionsFor(request), request.files};
+    Playback playback{host, console, request.files};
+    if (!playback.begin()) return ExitCode::failed;
+    playAll(playback, console);
+    playback.finish();
+    if (interruption::requested()) return ExitCode::interrupted;
+    return playback.failures() > 0 ? ExitCode::someFailed : ExitCode::ok;
+}
+
+} // namespace velorine
