@@ -40,8 +40,8 @@ public:
     /// Goes to a frame, 0 or above. @return false when the file can't
     bool seek(std::int64_t frame);
 
-    /// What is wrong with the file as far as it has been read, for a person; empty for nothing. A file
-    /// that is cut short tells so at the latest at its end.
+    /// What is wrong with the file as far as it has been read, for a person; empty for nothing. A
+    /// file that is cut short tells so at the latest at its end.
     const std::string& problem() const noexcept { return trouble; }
 
 private:
@@ -70,8 +70,8 @@ struct Shortfall {
     std::int64_t present = 0;
 };
 
-/// Finds in libsndfile's log the chunk that says more than the file holds. Sizes that a program puts
-/// there when it doesn't know them, because it writes to a pipe, don't count.
+/// Finds in libsndfile's log the chunk that says more than the file holds. Sizes that a program
+/// puts there when it doesn't know them, because it writes to a pipe, don't count.
 std::optional<Shortfall> shortfallIn(const std::string& log);
 
 } // namespace velorine

@@ -88,9 +88,8 @@ private:
         group->require_subcommand(1);
         const auto add = [&](const char* name, const char* help, const char* argument,
                              ExitCode (SettingsCommands::*action)(const std::string&)) {
-            addTextCommand(*group, name, help, argument, [this, action] {
-                return (SettingsCommands{console}.*action)(text);
-            });
+            addTextCommand(*group, name, help, argument,
+                           [this, action] { return (SettingsCommands{console}.*action)(text); });
         };
         addTextCommand(*group, "list", "Lists all settings, or those of a section.", "SECTION",
                        [this] { return SettingsCommands{console}.list(text); })
@@ -114,15 +113,15 @@ private:
         group->require_subcommand(1);
         const auto add = [&](const char* name, const char* help,
                              ExitCode (PresetCommands::*action)(const std::string&)) {
-            addTextCommand(*group, name, help, "NAME", [this, action] {
-                return (PresetCommands{console}.*action)(text);
-            });
+            addTextCommand(*group, name, help, "NAME",
+                           [this, action] { return (PresetCommands{console}.*action)(text); });
         };
         addCommand(*group, "list", "Lists the presets.",
                    [this] { return PresetCommands{console}.list(); });
         add("save", "Saves the processor's settings under a name.", &PresetCommands::save);
-        add("load", "Makes a preset the sound of now and of each start; back to the factory's: "
-                    "settings unset \"General/Active Preset\".",
+        add("load",
+            "Makes a preset the sound of now and of each start; back to the factory's: "
+            "settings unset \"General/Active Preset\".",
             &PresetCommands::load);
         add("delete", "Deletes a preset.", &PresetCommands::remove);
     }

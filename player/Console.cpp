@@ -75,7 +75,8 @@ int Console::columns() const {
 
 void Console::show(const char* text) {
     std::string_view line{text};
-    while (!line.empty() && line.back() == '\n') line.remove_suffix(1);
+    while (!line.empty() && line.back() == '\n')
+        line.remove_suffix(1);
     say(line);
 }
 

@@ -25,8 +25,7 @@ int hostBitsFor(int sndfileFormat) noexcept {
 }
 
 std::string describe(const HostFormat& format) {
-    const std::string depth =
-        format.bits == 64 ? "double" : std::to_string(format.bits) + "-bit";
+    const std::string depth = format.bits == 64 ? "double" : std::to_string(format.bits) + "-bit";
     return std::to_string(format.rate) + " Hz " + depth + " " + channelsText(format.channels);
 }
 

@@ -51,7 +51,8 @@ std::optional<Key> KeyDecoder::feed(char byte) {
             return std::nullopt;
         }
         state = byte == escape ? State::escape : State::plain;
-        return byte == escape ? std::nullopt : plainKey(byte); // the escape key itself means nothing
+        return byte == escape ? std::nullopt
+                              : plainKey(byte); // the escape key itself means nothing
     case State::sequence:
         if (!endsSequence(byte)) return std::nullopt;
         state = State::plain;

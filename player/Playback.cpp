@@ -9,9 +9,9 @@ namespace velorine {
 
 namespace {
 
-constexpr std::size_t blockWrites = 8;  ///< permissions that are decoded in one go
+constexpr std::size_t blockWrites = 8; ///< permissions that are decoded in one go
 constexpr int seekMs = 5000;
-constexpr int volumeStep = 13; ///< of 255
+constexpr int volumeStep = 13;  ///< of 255
 constexpr int restartMs = 3000; ///< further into a track, "previous" goes to its start
 
 } // namespace

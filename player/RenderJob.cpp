@@ -93,9 +93,9 @@ bool RenderJob::record(ModuleHost& host, RenderProgress& progress) {
     if (!writeZeros(host, window.leadFrames)) return false;
     for (const std::string& input : inputs)
         if (!writeFile(host, input, progress)) return false;
-    if (!writeTail(host)) return false;
-    host.close(false);
-    return true;
+    // No close: its fade into silence would only be computed and thrown away. Quitting completes
+    // the file.
+    return writeTail(host);
 }
 
 bool RenderJob::writeZeros(ModuleHost& host, std::int64_t frames) {

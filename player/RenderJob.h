@@ -30,7 +30,8 @@ public:
 /// Files of one format, recorded as one gapless stream into one file.
 class RenderJob {
 public:
-    /// Looks at the inputs. @throws RenderError when one can't be used, or doesn't go with the first
+    /// Looks at the inputs. @throws RenderError when one can't be used, or doesn't go with the
+    /// first
     RenderJob(std::vector<std::string> inputFiles, std::string outputFile);
 
     /// Records. @throws RenderError, with nothing left of the output

@@ -33,7 +33,8 @@ RenderWindow renderWindow(std::int64_t frames, int rate, const RenderChain& chai
     if (outRate == rate && chain.speed == 1.0)
         window.frameCount = frames; // exact, however long
     else
-        window.frameCount = std::llround(static_cast<double>(frames) * outRate / rate / chain.speed);
+        window.frameCount =
+            std::llround(static_cast<double>(frames) * outRate / rate / chain.speed);
     return window;
 }
 

@@ -31,8 +31,7 @@ void print(const std::string& line) {
 /// @return null, with a word on it, when there is no such setting
 const SettingKey* named(const std::string& name, Console& console) {
     const SettingKey* const key = findSetting(name);
-    if (!key)
-        console.say("there is no setting '" + name + "'; 'velorine settings list' names all");
+    if (!key) console.say("there is no setting '" + name + "'; 'velorine settings list' names all");
     return key;
 }
 

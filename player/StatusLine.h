@@ -24,8 +24,8 @@ struct PlayState {
     int volume = 255; ///< 0 to 255
 };
 
-/// "playing  0:12 / 3:45  queue 812 ms  44100 Hz 16-bit stereo -> 16-bit (null)  2/3 song.flac", cut
-/// to `columns`.
+/// "playing  0:12 / 3:45  queue 812 ms  44100 Hz 16-bit stereo -> 16-bit (null)  2/3 song.flac",
+/// cut to `columns`.
 ///
 /// @param colour  the state in bold
 std::string statusLine(const PlayState& play, int columns, bool colour);
@@ -33,8 +33,8 @@ std::string statusLine(const PlayState& play, int columns, bool colour);
 /// "16-bit", "float": a sample type as the device or the file takes it.
 std::string sampleText(int type);
 
-/// A bar that fills with `share`, 0 to 1, with percent, speed (times real time; 0 leaves it out) and
-/// name, cut to `columns`.
+/// A bar that fills with `share`, 0 to 1, with percent, speed (times real time; 0 leaves it out)
+/// and name, cut to `columns`.
 std::string progressLine(double share, double speed, const std::string& name, int columns);
 
 } // namespace velorine

@@ -6,8 +6,8 @@
 
 namespace velorine {
 
-/// Text that is safe to show on a terminal: control characters, which a file's name may hold, become
-/// question marks. UTF-8 stays.
+/// Text that is safe to show on a terminal: control characters, which a file's name may hold,
+/// become question marks. UTF-8 stays.
 std::string printable(std::string_view text);
 
 /// "3:07", "1:02:03"; negative counts as 0.
