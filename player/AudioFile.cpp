@@ -77,6 +77,7 @@ bool standsForUnknown(std::int64_t bytes) {
 } // namespace
 
 std::optional<Shortfall> shortfallIn(const std::string& log) {
+    std::optional<Shortfall> found;
     std::string_view rest = log;
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
@@ -85,9 +86,10 @@ std::optional<Shortfall> shortfallIn(const std::string& log) {
         const auto present = numberBehind(line, "(should be ");
         const auto declared = numberBehind(line, " : ");
         if (!present || !declared || *declared <= *present || standsForUnknown(*declared)) continue;
-        return Shortfall{*declared, *present};
+        found =
+            Shortfall{*declared, *present}; // the chunk of the audio comes behind the file's own
     }
-    return std::nullopt;
+    return found;
 }
 
 void AudioFile::Closer::operator()(sf_private_tag* file) const noexcept {
@@ -108,9 +110,8 @@ AudioFile::AudioFile(const std::string& path) {
     hostFormat = {info.samplerate, info.channels, hostBitsFor(info.format)};
     if (info.frames > 0 && info.frames < SF_COUNT_MAX) length = info.frames;
     if (const auto missing = shortfallIn(logOf(file.get())); missing && length) {
-        const double share =
-            static_cast<double>(missing->declared) / static_cast<double>(missing->present);
-        const auto whole = static_cast<std::int64_t>(static_cast<double>(*length) * share);
+        const std::int64_t frameBytes = std::max<std::int64_t>(missing->present / *length, 1);
+        const std::int64_t whole = std::max(missing->declared / frameBytes, *length + 1);
         trouble = "is cut short: " + partOf(*length, whole);
     }
 }
