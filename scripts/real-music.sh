@@ -1,11 +1,15 @@
 #!/bin/bash
-# Fetches real music for the tests out of Debian packages: two files at 44.1 kHz (stereo and mono) and
-# one at 48 kHz. Files that are there already stay.
+# Fetches real music out of Debian packages. Files that are there already stay.
 #
-#   scripts/real-music.sh FOLDER
+#   scripts/real-music.sh FOLDER [NAME]...
+#
+# The names are brandenburg.ogg (44.1 kHz, stereo), paradroid.ogg (44.1 kHz, mono; a minute, out of a
+# small package) and march.ogg (48 kHz, stereo; out of a large one). Without any, all of them.
 set -euo pipefail
 
-folder=${1:?usage: scripts/real-music.sh FOLDER}
+folder=${1:?usage: scripts/real-music.sh FOLDER [NAME]...}
+shift
+if [ $# = 0 ]; then set -- brandenburg.ogg paradroid.ogg march.ogg; fi
 mkdir -p "$folder"
 
 # fetch PACKAGE FILE-IN-PACKAGE NAME
@@ -25,8 +29,22 @@ fetch() (
     mv "$target.part" "$target"
 )
 
-fetch gamine-data \
-    usr/share/games/gamine/sounds/BachJSBrandenburgConcertNo2inFMajorBWV1047mvmt1.ogg brandenburg.ogg
-fetch freedroid-data usr/share/games/freedroid/sound/Paradroid.ogg paradroid.ogg
-fetch singularity-music \
-    "usr/share/games/singularity/music/lose/March Thee to Dis.ogg" march.ogg
+for name in "$@"; do
+    case $name in
+    brandenburg.ogg)
+        fetch gamine-data \
+            usr/share/games/gamine/sounds/BachJSBrandenburgConcertNo2inFMajorBWV1047mvmt1.ogg "$name"
+        ;;
+    paradroid.ogg)
+        fetch freedroid-data usr/share/games/freedroid/sound/Paradroid.ogg "$name"
+        ;;
+    march.ogg)
+        fetch singularity-music \
+            "usr/share/games/singularity/music/lose/March Thee to Dis.ogg" "$name"
+        ;;
+    *)
+        echo "real-music.sh: there is no music called $name" >&2
+        exit 2
+        ;;
+    esac
+done
