@@ -10,9 +10,9 @@ namespace velorine {
 /// Longest silent block that stands for a stretch that the ring doesn't hold.
 inline constexpr int maxGapFrames = 576;
 
-/// Hands on the block at a reader's frame without touching its samples: a block entered at its first
-/// frame whole, one entered inside from there on. A stretch that the ring doesn't hold becomes
-/// silence, at most 576 frames at a time. A block without frames is handed on once.
+/// Hands on the block at a reader's frame without touching its samples: a block entered at its
+/// first frame whole, one entered inside from there on. A stretch that the ring doesn't hold
+/// becomes silence, at most 576 frames at a time. A block without frames is handed on once.
 ///
 /// `srcStart` and `srcEnd` become the frames of `in` that `out` covers.
 ///

@@ -24,8 +24,8 @@ public:
     /// What is queued shall be played, little as it may be.
     virtual void requestService() = 0;
 
-    /// Frame of the host axis at which `t` falls. Time runs on at the newest block's rate behind the
-    /// end of what was written, and stands before its beginning.
+    /// Frame of the host axis at which `t` falls. Time runs on at the newest block's rate behind
+    /// the end of what was written, and stands before its beginning.
     virtual std::int64_t timeToPosition(FxTime t) = 0;
 
     /// The reverse; positions outside of what is held have the time of the nearest end.

@@ -13,12 +13,14 @@ namespace velorine {
 class FxClock;
 class RegistryNode;
 
-/// One stage of the chain: it reads the ring of the stage before it and makes the blocks of its own.
+/// One stage of the chain: it reads the ring of the stage before it and makes the blocks of its
+/// own.
 ///
-/// The rings keep their blocks until the speakers have passed them, so a stage can be sent back: the
-/// driver cuts the stage's ring, works out with `inputEndFor` how much input its remaining output
-/// took, and calls `seek`. Positions passed as `FxPos` are in the stage's input, in frames; `delta`
-/// is the distance from the end of the stage's ring to the new end, in output frames, 0 or below.
+/// The rings keep their blocks until the speakers have passed them, so a stage can be sent back:
+/// the driver cuts the stage's ring, works out with `inputEndFor` how much input its remaining
+/// output took, and calls `seek`. Positions passed as `FxPos` are in the stage's input, in frames;
+/// `delta` is the distance from the end of the stage's ring to the new end, in output frames, 0 or
+/// below.
 ///
 /// All operations run on the thread that holds the pump lock.
 class FxStage {
@@ -52,7 +54,8 @@ public:
     ///                   positions by the driver
     /// @param maxFrames  a hint; 0: nothing is wanted, and only a stage that can mark its position
     ///                   delivers an empty block
-    /// @return false: nothing to deliver yet, and nothing has changed. True: `out` is a block, maybe
+    /// @return false: nothing to deliver yet, and nothing has changed. True: `out` is a block,
+    /// maybe
     ///         an empty one.
     virtual bool process(FxArena& arena, FxBlock& out, FxRing& in, int maxFrames) = 0;
 

@@ -21,8 +21,8 @@ void HostInputStage::append(const SampleFormat& format, const void* data, std::i
     FxBlock block;
     if (frames > 0) {
         void* const samples = block.allocate(arenaStore, format, frames);
-        std::memcpy(samples, data, static_cast<std::size_t>(frames) * 
-                                       static_cast<std::size_t>(frameBytes));
+        std::memcpy(samples, data,
+                    static_cast<std::size_t>(frames) * static_cast<std::size_t>(frameBytes));
     }
     block.format = format;
     block.timeStart = timeStart;
@@ -45,7 +45,8 @@ void HostInputStage::append(const SampleFormat& format, const void* data, std::i
 
 std::int64_t HostInputStage::inputStartFor(int, const FxPos& pos) {
     const RWLock::WriteScope guard{hostRingLock};
-    while (hostRing.count() > 2 && hostRing.oldest().posEnd <= pos.whole) hostRing.pop();
+    while (hostRing.count() > 2 && hostRing.oldest().posEnd <= pos.whole)
+        hostRing.pop();
     return pos.whole;
 }
 
@@ -128,7 +129,8 @@ FxBlock HostInputStage::dropAll(bool keepLast) {
     const FxBlock marker = hostRing.endMarker();
     if (hostRing.empty()) return marker;
     if (keepLast) {
-        while (hostRing.count() > 1) hostRing.pop();
+        while (hostRing.count() > 1)
+            hostRing.pop();
     } else {
         hostRing.clearTo(marker);
     }

@@ -10,9 +10,9 @@ namespace velorine {
 
 /// First stage: takes what the host wrote into the chain.
 ///
-/// In:  the host ring, which `append` fills from the host's thread; the ring it is passed is unused.
-/// Out: the host's blocks, by reference, in the host's own formats.
-/// Threads: the pump's, but for `append` (any) and the flags.
+/// In:  the host ring, which `append` fills from the host's thread; the ring it is passed is
+/// unused. Out: the host's blocks, by reference, in the host's own formats. Threads: the pump's,
+/// but for `append` (any) and the flags.
 class HostInputStage final : public FxStage {
 public:
     /// The format that the stage presents, in the layout of a WAVE file's format record.
@@ -30,8 +30,8 @@ public:
     /// Copies `bytes` bytes of whole frames into the ring, as the audio from `timeStart` to
     /// `timeEnd`, and wakes the chain. A null `data` appends a marker: a block without frames whose
     /// format says what follows. Any thread.
-    void append(const SampleFormat& format, const void* data, std::int64_t bytes,
-                FxTime timeStart, FxTime timeEnd);
+    void append(const SampleFormat& format, const void* data, std::int64_t bytes, FxTime timeStart,
+                FxTime timeEnd);
 
     std::int64_t inputStartFor(int delta, const FxPos& pos) override;
     void seek(int delta, const FxPos& pos) override;
@@ -43,8 +43,8 @@ public:
     /// Frame at which reading stops, -1 for none. Any thread.
     void setLimit(std::int64_t frame);
 
-    /// Drops what the host wrote, all or all but the newest block, and keeps the end of the axis: the
-    /// next block continues there. Returns the marker that stands for it. Pump lock held.
+    /// Drops what the host wrote, all or all but the newest block, and keeps the end of the axis:
+    /// the next block continues there. Returns the marker that stands for it. Pump lock held.
     FxBlock dropAll(bool keepLast);
 
     Wave wave;

@@ -12,8 +12,8 @@ namespace velorine {
 int indexAt(const FxRing& ring, std::int64_t frame);
 
 /// The same from the block that `cursor` names, an absolute block number, and its neighbours; an
-/// unrelated frame falls back to the binary search. A block without frames at `frame` is taken once:
-/// the reader moves `cursor` past what it has taken, as the frame number doesn't move.
+/// unrelated frame falls back to the binary search. A block without frames at `frame` is taken
+/// once: the reader moves `cursor` past what it has taken, as the frame number doesn't move.
 int indexAt(const FxRing& ring, std::int64_t frame, std::int32_t cursor);
 
 /// Stream time at `frame`: interpolated inside a block and in a gap, that of the nearest end
@@ -21,8 +21,8 @@ int indexAt(const FxRing& ring, std::int64_t frame, std::int32_t cursor);
 FxTime timeAtFrame(const FxRing& ring, std::int64_t frame);
 
 /// Position in the input of the ring's stage at `frame`. Walks from the newest block back and takes
-/// the first whose `[posStart, posEnd]` holds `frame`; at a border the newer one answers. The oldest
-/// block's `srcStart` when none does.
+/// the first whose `[posStart, posEnd]` holds `frame`; at a border the newer one answers. The
+/// oldest block's `srcStart` when none does.
 FxPos sourceAt(const FxRing& ring, std::int64_t frame);
 
 /// Frame at which `time` falls: the end behind the newest block, the start before the oldest; in a

@@ -47,9 +47,11 @@ FxTime frameToTime(const FxRing& ring, std::int64_t p, std::int32_t& searchCurso
     const int count = ring.count();
     int index = std::clamp(searchCursor - ring.removed(), 0, count - 1);
     if (p < ring.at(index).posStart) {
-        while (index >= 0 && ring.at(index).posStart > p) --index;
+        while (index >= 0 && ring.at(index).posStart > p)
+            --index;
     } else if (p >= ring.at(index).posEnd) {
-        while (index < count && ring.at(index).posEnd <= p) ++index;
+        while (index < count && ring.at(index).posEnd <= p)
+            ++index;
     }
     searchCursor = ring.removed() + index;
     if (index < 0) return ring.oldest().timeStart;

@@ -10,8 +10,8 @@ namespace velorine {
 /// The walks between stream time and frames. Blocks carry both, so a position maps to time without
 /// any drift, whatever a stage did to the rate. Each works on a ring that its caller guards.
 
-/// Frame at which `t` falls: linear inside a block, the first frame before the oldest, and behind the
-/// newest as far as time runs on at its rate. 0 in an empty ring.
+/// Frame at which `t` falls: linear inside a block, the first frame before the oldest, and behind
+/// the newest as far as time runs on at its rate. 0 in an empty ring.
 std::int64_t timeToFrame(const FxRing& ring, FxTime t);
 
 /// Stream time at frame `p`; held to the ring's ends. 0 in an empty ring.

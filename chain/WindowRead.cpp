@@ -10,7 +10,8 @@ namespace velorine {
 SampleFormat formatAtFrame(const FxRing& ring, std::int64_t frame) {
     if (ring.empty()) return {};
     int index = indexAt(ring, frame);
-    while (index < ring.count() && ring.at(index).empty()) ++index; // a marker has no samples
+    while (index < ring.count() && ring.at(index).empty())
+        ++index; // a marker has no samples
     return ring.at(std::min(index, ring.count() - 1)).format;
 }
 
@@ -54,8 +55,7 @@ FrameWindow readWindow(const FxRing& ring, SampleConverterHandle& converter,
         if (source.type == window.format.type && source.channels == window.format.channels)
             std::memcpy(place(from), piece.first, static_cast<std::size_t>(count) * frameBytes);
         else
-            converter.convertFull(piece, source,
-                                  {place(from), count, static_cast<int>(frameBytes)},
+            converter.convertFull(piece, source, {place(from), count, static_cast<int>(frameBytes)},
                                   window.format);
         filled = to;
     }

@@ -15,7 +15,8 @@ void BackgroundThread::end() {
 
 std::uint32_t BackgroundThread::run() {
     const Kernel::Handle handles[] = {stop.native(), workEvent.native()};
-    while (runs.load() && kernel().waitAny(handles, Kernel::forever) == 1) workEvent.reset();
+    while (runs.load() && kernel().waitAny(handles, Kernel::forever) == 1)
+        workEvent.reset();
     return 0;
 }
 

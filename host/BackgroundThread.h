@@ -8,8 +8,8 @@
 
 namespace velorine {
 
-/// A thread for work that no caller waits for; it lives from the end of `Init` to the first steps of
-/// `Quit`. Nothing is given to it at present.
+/// A thread for work that no caller waits for; it lives from the end of `Init` to the first steps
+/// of `Quit`. Nothing is given to it at present.
 class BackgroundThread final : public Thread {
 public:
     ~BackgroundThread() override { end(); }

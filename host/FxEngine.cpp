@@ -21,7 +21,8 @@ FxEngine::~FxEngine() {
 
 void FxEngine::exchangeSettings(RegistryNode& node) {
     FxChainHost::exchangeSettings(node);
-    for (const FxChainEntry& entry : chain) entry.stage->exchangeSettings(node);
+    for (const FxChainEntry& entry : chain)
+        entry.stage->exchangeSettings(node);
 }
 
 void FxEngine::exchangeBeepSetting(RegistryNode& node) {

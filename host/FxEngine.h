@@ -26,15 +26,15 @@ public:
     /// Wires the stages, reads `settings` if there are any, and starts the playback thread.
     void start(RegistryNode* settings, bool showOutput);
 
-    /// Changes the pause word: sets or clears the bits of `mask`. The chain is cut at the frame that
-    /// plays, and a beep is put in there if `beepMask` asks for one and little is queued.
+    /// Changes the pause word: sets or clears the bits of `mask`. The chain is cut at the frame
+    /// that plays, and a beep is put in there if `beepMask` asks for one and little is queued.
     ///
     /// @param wait  until the output has come to rest
     /// @return the pause word now
     int setPaused(bool on, int mask, int beepMask, bool wait);
 
-    /// Drops what the host wrote and the chain hasn't played, `keepLast`: all but the last of it. The
-    /// time line and both axes go on where they end.
+    /// Drops what the host wrote and the chain hasn't played, `keepLast`: all but the last of it.
+    /// The time line and both axes go on where they end.
     void dropInput(bool keepLast);
 
     RecursiveLock pauseLock{LockRank::pause};

@@ -16,9 +16,9 @@ namespace velorine {
 
 namespace {
 
-constexpr FxTime farAhead = 8'000'000;   ///< 0.8 s: further ahead the host has to wait
+constexpr FxTime farAhead = 8'000'000;    ///< 0.8 s: further ahead the host has to wait
 constexpr float silenceThreshold = 0.01f; ///< -40 dB
-constexpr int freeCalls = 3;             ///< permissions after an open or a seek
+constexpr int freeCalls = 3;              ///< permissions after an open or a seek
 constexpr int fadeInEditMs = 120;
 constexpr int spliceMs = 2500;
 
@@ -55,8 +55,8 @@ void HostFeed::write(const char* data, int bytes) {
     if (dropped < frames && fadeIn != 0) {
         FxChainEdit edit{engine, fadeInEditMs, &engine.fader};
         if (engine.fader.hasRun())
-            engine.fader.schedule(-1, start, fadeIn == fadeInAfterStop ? 40 : 160, false, 0, nullptr,
-                                  false, spliceMs);
+            engine.fader.schedule(-1, start, fadeIn == fadeInAfterStop ? 40 : 160, false, 0,
+                                  nullptr, false, spliceMs);
         stream.fadeInKind.store(0);
     }
     const std::int64_t skipped = std::int64_t{dropped} * frameBytes;

@@ -39,8 +39,8 @@ private:
     bool watched = false;
 };
 
-/// What a message makes of the end-of-file flag: WM_USER leaves it, the end-of-file message sets it,
-/// any other clears it.
+/// What a message makes of the end-of-file flag: WM_USER leaves it, the end-of-file message sets
+/// it, any other clears it.
 bool endOfFileAfter(unsigned message, bool before) noexcept;
 
 } // namespace velorine

@@ -112,11 +112,26 @@ Module& Module::instance() {
 
 Out_Module& Module::record() {
     static char description[] = "Tolvane Labs - Velorine Kestrix Engine v1.00";
-    static Out_Module out = {
-        VELORINE_OUT_VERSION, description, 665344,    nullptr,   nullptr, config,
-        about,                velorine::init, velorine::quit, open, close,   velorine::write,
-        canWrite,             isPlaying,   velorine::pause, setVolume, setPan, velorine::flush,
-        outputTime,           writtenTime};
+    static Out_Module out = {VELORINE_OUT_VERSION,
+                             description,
+                             665344,
+                             nullptr,
+                             nullptr,
+                             config,
+                             about,
+                             velorine::init,
+                             velorine::quit,
+                             open,
+                             close,
+                             velorine::write,
+                             canWrite,
+                             isPlaying,
+                             velorine::pause,
+                             setVolume,
+                             setPan,
+                             velorine::flush,
+                             outputTime,
+                             writtenTime};
     return out;
 }
 

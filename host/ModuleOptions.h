@@ -18,7 +18,7 @@ struct ModuleOptions {
     struct Setting {
         std::string section;
         std::string name;
-        std::uint32_t dword = 0; ///< number, bool, or the bits of a float
+        std::uint32_t dword = 0;         ///< number, bool, or the bits of a float
         std::optional<std::string> text; ///< instead of the dword
     };
 
@@ -48,19 +48,19 @@ struct ChainStages {
 
 /// What a person may want to know of the running engine. A snapshot; any thread.
 struct ModuleStatus {
-    bool running = false;     ///< between `Init` and `Quit`
+    bool running = false; ///< between `Init` and `Quit`
     bool paused = false;
     bool deviceOpen = false;
     bool devicePlays = false;
     bool nullTarget = false;
-    bool fallback = false;    ///< the device that was wanted could not be had
-    std::string device;       ///< as opened
-    SampleFormat hostFormat;  ///< as the host writes
-    SampleFormat outputFormat; ///< as the device or the file takes
-    int queueMs = 0;          ///< in the device
-    int latencyMs = 0;        ///< from the written end to what is heard
-    int targetMs = 0;         ///< depth that the queue grows to
-    double driftRatio = 1.0;  ///< the card's rate over the nominal one
+    bool fallback = false;       ///< the device that was wanted could not be had
+    std::string device;          ///< as opened
+    SampleFormat hostFormat;     ///< as the host writes
+    SampleFormat outputFormat;   ///< as the device or the file takes
+    int queueMs = 0;             ///< in the device
+    int latencyMs = 0;           ///< from the written end to what is heard
+    int targetMs = 0;            ///< depth that the queue grows to
+    double driftRatio = 1.0;     ///< the card's rate over the nominal one
     std::int32_t liveBytes = 0;  ///< sample memory in use
     std::int32_t totalBytes = 0; ///< sample memory held
     bool recordingFailed = false;

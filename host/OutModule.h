@@ -3,8 +3,8 @@
 
 /* The record that an output plug-in hands to its host: published layout, version 16, for C and C++.
  *
- * `hMainWindow` and `hDllInstance` are the host's to fill before `Init`. On Windows the window is the
- * host's main window. Elsewhere it points to a VelorineHostWindow, and 0 and -1 mean none. */
+ * `hMainWindow` and `hDllInstance` are the host's to fill before `Init`. On Windows the window is
+ * the host's main window. Elsewhere it points to a VelorineHostWindow, and 0 and -1 mean none. */
 
 #include <stdint.h>
 
@@ -17,8 +17,8 @@ extern "C" {
 /* Window messages to the host: VELORINE_WM_USER, the second value in lParam. */
 #define VELORINE_WM_USER 1024
 
-/* What stands for the host's window where there are none. `send` answers as a window procedure would
- * and may be called from any of the plug-in's threads and inside of its entry points. */
+/* What stands for the host's window where there are none. `send` answers as a window procedure
+ * would and may be called from any of the plug-in's threads and inside of its entry points. */
 typedef struct VelorineHostWindow {
     intptr_t (*send)(struct VelorineHostWindow* window, unsigned message, uintptr_t wParam,
                      intptr_t lParam);
@@ -38,8 +38,7 @@ typedef struct Out_Module {
     void (*Quit)(void);
 
     /* 0 or above: the largest latency in ms. */
-    int (*Open)(int samplerate, int numchannels, int bitspersamp, int bufferlenms,
-                int prebufferms);
+    int (*Open)(int samplerate, int numchannels, int bitspersamp, int bufferlenms, int prebufferms);
     void (*Close)(void);
 
     /* 0: the data was taken. Bytes, whole frames. */
@@ -55,7 +54,7 @@ typedef struct Out_Module {
     void (*SetVolume)(int volume); /* 0 to 255 */
     void (*SetPan)(int pan);       /* -128 to 128 */
 
-    void (*Flush)(int t); /* seeks: the next data is from t ms on */
+    void (*Flush)(int t);        /* seeks: the next data is from t ms on */
     int (*GetOutputTime)(void);  /* ms heard */
     int (*GetWrittenTime)(void); /* ms written */
 } Out_Module;

@@ -38,8 +38,7 @@ std::string keyOf(const std::string& section) {
 
 } // namespace
 
-Session::Session(HostStream& hostStream, HostWindow& hostWindow,
-                 const ModuleOptions& moduleOptions)
+Session::Session(HostStream& hostStream, HostWindow& hostWindow, const ModuleOptions& moduleOptions)
     : stream(hostStream), window(hostWindow), options(moduleOptions),
       userSettings(settingsFor(options)), unsaved(baseStore(options, userSettings)),
       store(options.storeSettings ? baseStore(options, userSettings) : unsaved), overlay(store),
@@ -72,7 +71,7 @@ void Session::begin() {
     applyRecording();
 
     engine.start(nullptr, false);
-    stream.update([](HostTimes& times) { times = HostTimes{}; });
+    stream.reset();
     if (naming.switchedOn()) naming.start(true);
     background.begin();
 }
@@ -133,8 +132,7 @@ ModuleStatus Session::status() {
     status.outputFormat = engine.output.openedFormat();
     status.queueMs = static_cast<int>(engine.output.bufferedMs());
     const FxTime ahead = engine.writtenEnd() - engine.output.played();
-    status.latencyMs =
-        static_cast<int>(std::max<FxTime>((ahead + ticksPerMs - 1) / ticksPerMs, 0));
+    status.latencyMs = static_cast<int>(std::max<FxTime>((ahead + ticksPerMs - 1) / ticksPerMs, 0));
     status.targetMs = engine.output.target.milliseconds(clock.now());
     status.driftRatio = device.driftRatio();
     status.liveBytes = engine.input.arenaStore.liveBytes();

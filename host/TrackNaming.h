@@ -12,11 +12,11 @@ namespace velorine {
 class HostWindow;
 class WavRecorder;
 
-/// Names recordings by track: asks the host which file plays, and lets the recorder begin a new file
-/// when it is another one.
+/// Names recordings by track: asks the host which file plays, and lets the recorder begin a new
+/// file when it is another one.
 ///
-/// The decoding thread asks at each write; a small thread does the same when it is woken, for a host
-/// that has changed tracks without a write. Any thread.
+/// The decoding thread asks at each write; a small thread does the same when it is woken, for a
+/// host that has changed tracks without a write. Any thread.
 class TrackNaming final : public Thread {
 public:
     TrackNaming(HostWindow& hostWindow, WavRecorder& wavRecorder)

@@ -154,8 +154,8 @@ void Transport::setPan(int pan) {
 
 FxTime Transport::trackLength() {
     if (stream.trackLength.load() < 0)
-        stream.trackLength.store(std::max<std::intptr_t>(window.send(1, hostMessage::trackLength), 0) *
-                                 ticksPerSecond);
+        stream.trackLength.store(
+            std::max<std::intptr_t>(window.send(1, hostMessage::trackLength), 0) * ticksPerSecond);
     return stream.trackLength.load();
 }
 

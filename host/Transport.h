@@ -15,9 +15,9 @@ class HostWindow;
 
 /// Open, close, seek, pause, volume: what the host asks for besides data.
 ///
-/// None of them waits for the queue to run out and none cuts it: each takes the chain back to shortly
-/// behind what is heard, schedules the fade that belongs to it, and lets the chain go on. The host's
-/// threads.
+/// None of them waits for the queue to run out and none cuts it: each takes the chain back to
+/// shortly behind what is heard, schedules the fade that belongs to it, and lets the chain go on.
+/// The host's threads.
 class Transport {
 public:
     Transport(HostStream& hostStream, FxEngine& fxEngine, HostTimeLine& hostTimeLine,

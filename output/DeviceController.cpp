@@ -88,10 +88,15 @@ bool DeviceController::restore() {
 
 bool DeviceController::runCommand(DeviceCommandThread::Command command) {
     switch (command) {
-    case DeviceCommandThread::Command::open: openCommand(); return isOpen();
-    case DeviceCommandThread::Command::start: return startCommand();
-    case DeviceCommandThread::Command::restore: return restoreCommand();
-    case DeviceCommandThread::Command::none: break;
+    case DeviceCommandThread::Command::open:
+        openCommand();
+        return isOpen();
+    case DeviceCommandThread::Command::start:
+        return startCommand();
+    case DeviceCommandThread::Command::restore:
+        return restoreCommand();
+    case DeviceCommandThread::Command::none:
+        break;
     }
     return false;
 }
@@ -330,14 +335,20 @@ std::int64_t DeviceController::rewindTo(std::int64_t target) {
         const RecursiveLock::Scope buffer{bufferLock};
         const RecursiveLock::Scope positions{positionLock};
         std::int64_t firm = tracker.published();
-        if (running.isSet())
-            firm = tracker.publish(clock.now(), written, rate()) + current->firmFrames();
+        if (running.isSet()) {
+            const FxTime now = clock.now();
+            firm = tracker.publish(now, written, rate()) + current->firmFrames();
+            // What follows would be written behind the cursor of a device that has run dry.
+            if (tracker.cursorPosition(current->position(), now, rate(), bufferFrames()) >= written)
+                stopLocked(written);
+        }
         end = std::min(std::max(target, firm), written);
 
         const std::int64_t length = std::max(bufferFrames(), 1);
         const std::int64_t taken = written - end;
         written = paddedEnd = end;
-        dataCursor = padCursor = static_cast<int>(((dataCursor - taken) % length + length) % length);
+        dataCursor = padCursor =
+            static_cast<int>(((dataCursor - taken) % length + length) % length);
         if (running.isSet()) pad(firm); // what was written behind the new end must not be heard
         const RecursiveLock::Scope stream{streamLock};
         draining = false;

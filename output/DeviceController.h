@@ -75,8 +75,8 @@ public:
     /// Counts `frames` as written although the buffer could not be had.
     void skip(int frames);
 
-    /// Takes written frames back, so that the stream ends at `position` and goes on there; not those
-    /// that were played or can no longer be replaced. Returns where the stream ends now.
+    /// Takes written frames back, so that the stream ends at `position` and goes on there; not
+    /// those that were played or can no longer be replaced. Returns where the stream ends now.
     std::int64_t rewindTo(std::int64_t position);
 
     /// No more audio follows for now: what is queued may be started, little as it may be.
@@ -132,8 +132,8 @@ private:
     OutputDevice* spare = &deviceB;   ///< the command thread's while it opens
 
     RecursiveLock bufferLock{LockRank::buffer};
-    int dataCursor = 0; ///< guarded by bufferLock: where audio is written next
-    int padCursor = 0;  ///< guarded by bufferLock: where silence is written next
+    int dataCursor = 0;         ///< guarded by bufferLock: where audio is written next
+    int padCursor = 0;          ///< guarded by bufferLock: where silence is written next
     std::int64_t paddedEnd = 0; ///< guarded by bufferLock: end of audio and silence
 
     mutable RecursiveLock positionLock{LockRank::position};
@@ -141,9 +141,9 @@ private:
     PositionTracker tracker;  ///< guarded by positionLock
 
     mutable RecursiveLock streamLock{LockRank::stream};
-    SampleFormat format;    ///< of the stream; guarded by streamLock, as the rest
-    int channelMask = 3;    ///< speakers
-    int extraMask = -1;     ///< stored beside the mask, for nobody
+    SampleFormat format;        ///< of the stream; guarded by streamLock, as the rest
+    int channelMask = 3;        ///< speakers
+    int extraMask = -1;         ///< stored beside the mask, for nobody
     bool streamPlaying = false; ///< from the first write after an open to the driver's stop
     bool draining = false;      ///< no more audio follows for now
     std::string wantedDevice;

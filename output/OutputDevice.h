@@ -14,8 +14,8 @@ namespace velorine {
 /// Hundredths of a decibel for a linear gain: -10000 to 0. Gains above 1 count as 1.
 int attenuationFor(double gain);
 
-/// Hundredths of a decibel for a pan of -1 (left) to 1 (right): -10000 to 10000, above 0 by how much
-/// the left channel is lowered, below 0 the right one.
+/// Hundredths of a decibel for a pan of -1 (left) to 1 (right): -10000 to 10000, above 0 by how
+/// much the left channel is lowered, below 0 the right one.
 int panAttenuationFor(double pan);
 
 /// Where the samples go: a buffer of the sound system, or the null target, which plays nothing and
@@ -65,7 +65,7 @@ private:
     SoundSystem* const sound; ///< null: there is none
     std::unique_ptr<SoundBuffer> buffer;
     bool isNull = false;
-    bool nullPlaying = false;      ///< guarded by lock, as the rest of the null state
+    bool nullPlaying = false; ///< guarded by lock, as the rest of the null state
     FxTime nullClockStart = 0;
     std::int32_t nullRate = 48000; ///< Hz
     std::uint32_t nullPosition = 0;

@@ -40,13 +40,30 @@ bool PositionTracker::needsCursor(FxTime now, std::int64_t writtenEnd, int rate)
     return writtenEnd - estimate(now, rate) < rate / 5;
 }
 
+/// Frames from the last reading to `cursor`, on the lap that lies nearest to the estimate: after a
+/// stall the cursor may have gone round often.
+std::int64_t PositionTracker::unwrapped(int cursor, std::int64_t estimatedDelta,
+                                        int bufferFrames) const {
+    std::int64_t delta = cursor - lastPlayCursor;
+    if (delta < 0) delta += bufferFrames;
+    const std::int64_t laps =
+        (estimatedDelta - delta + bufferFrames + bufferFrames / 2) / bufferFrames - 1;
+    return std::max<std::int64_t>(delta + laps * bufferFrames, 0);
+}
+
+std::int64_t PositionTracker::cursorPosition(int cursor, FxTime now, int rate,
+                                             int bufferFrames) const {
+    return playedFrames + unwrapped(cursor, estimate(now, rate) - playedFrames, bufferFrames);
+}
+
 void PositionTracker::takeCursor(int cursor, FxTime now, std::int64_t writtenEnd, int rate,
                                  int bufferFrames) {
     const std::int64_t estimatedDelta = estimate(now, rate) - playedFrames;
 
     std::int64_t delta = cursor - lastPlayCursor;
     if (delta < 0) delta += bufferFrames;
-    // The lap that lies nearest to the estimate: after a stall the cursor may have gone round often.
+    // The lap that lies nearest to the estimate: after a stall the cursor may have gone round
+    // often.
     const std::int64_t laps =
         (estimatedDelta - delta + bufferFrames + bufferFrames / 2) / bufferFrames - 1;
     delta = std::max<std::int64_t>(delta + laps * bufferFrames, 0);

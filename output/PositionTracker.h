@@ -8,8 +8,8 @@ namespace velorine {
 
 /// Makes a monotonic 64-bit stream position out of a device's wrapping play cursor.
 ///
-/// Between two readings of the cursor the position is an estimate from the clock and from the card's
-/// measured rate. Guarded by its owner. Positions are frames since the stream began.
+/// Between two readings of the cursor the position is an estimate from the clock and from the
+/// card's measured rate. Guarded by its owner. Positions are frames since the stream began.
 class PositionTracker {
 public:
     /// The device stands at `played`, its cursor at `cursor`.
@@ -27,6 +27,9 @@ public:
     /// Takes in the cursor as read at `now`, a place in the buffer of `bufferFrames`.
     void takeCursor(int cursor, FxTime now, std::int64_t writtenEnd, int rate, int bufferFrames);
 
+    /// Where the cursor itself says that the device is, without any smoothing.
+    std::int64_t cursorPosition(int cursor, FxTime now, int rate, int bufferFrames) const;
+
     /// Position at `now`. May lie behind what was written.
     std::int64_t estimate(FxTime now, int rate) const;
 
@@ -42,6 +45,7 @@ public:
     double drift() const noexcept { return driftRatio; }
 
 private:
+    std::int64_t unwrapped(int cursor, std::int64_t estimatedDelta, int bufferFrames) const;
     void measureDrift(FxTime now, int rate);
 
     std::int64_t playedFrames = 0;      ///< as of the last reading of the cursor

@@ -10,8 +10,8 @@ namespace velorine {
 
 /// A looping buffer of the machine's sound system, and the cursor that plays it.
 ///
-/// All lengths and places are frames. Calls come from the device's command and feed threads and from
-/// the playback thread, never two at once.
+/// All lengths and places are frames. Calls come from the device's command and feed threads and
+/// from the playback thread, never two at once.
 class SoundBuffer {
 public:
     enum class Result { ok, lost, failed };

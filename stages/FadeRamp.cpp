@@ -81,9 +81,12 @@ void mix(const FadeRamp& ramp) {
 
 void mixRamp(const FadeRamp& ramp) {
     switch (ramp.type) {
-    case sampleType::int16: return mix<std::int16_t>(ramp);
-    case sampleType::int32: return mix<std::int32_t>(ramp);
-    default: return mix<float>(ramp);
+    case sampleType::int16:
+        return mix<std::int16_t>(ramp);
+    case sampleType::int32:
+        return mix<std::int32_t>(ramp);
+    default:
+        return mix<float>(ramp);
     }
 }
 

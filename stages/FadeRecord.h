@@ -5,10 +5,11 @@
 namespace velorine {
 
 /// Where the stream leaves what it was playing (the old side) and joins a new run of input frames
-/// (the new side), on the fader's output axis. Between `spliceStart` and `spliceEnd` both are mixed.
+/// (the new side), on the fader's output axis. Between `spliceStart` and `spliceEnd` both are
+/// mixed.
 ///
-/// The axis of the older records is the same one: the old side goes on exactly as if this record had
-/// not been made.
+/// The axis of the older records is the same one: the old side goes on exactly as if this record
+/// had not been made.
 struct FadeRecord {
     /// What the old side plays during the splice; equal values: there is no old side.
     std::int64_t oldFrom = 0;

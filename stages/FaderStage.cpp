@@ -22,8 +22,10 @@ SampleFormat rampFormat(SampleFormat format) {
     switch (format.type) {
     case sampleType::int16:
     case sampleType::int32:
-    case sampleType::float32: break;
-    default: format.type = sampleType::float32;
+    case sampleType::float32:
+        break;
+    default:
+        format.type = sampleType::float32;
     }
     format.layout = fullWidth;
     return format;
@@ -68,7 +70,8 @@ bool FaderStage::onPlainPath() const {
 }
 
 bool FaderStage::process(FxArena& sampleArena, FxBlock& out, FxRing& in, int maxFrames) {
-    while (records.count() > keptRecords) records.pop();
+    while (records.count() > keptRecords)
+        records.pop();
     input = &in;
     if (onPlainPath()) {
         if (!records.empty()) nextInput = records.newest().newFrame(framesOut);
@@ -118,8 +121,7 @@ FaderStage::Mix FaderStage::mixAt(std::int64_t p, int k, int frames) {
     return mixInside(record, p, k, frames);
 }
 
-FaderStage::Mix FaderStage::mixBefore(const FadeRecord& record, std::int64_t p, int k,
-                                      int frames) {
+FaderStage::Mix FaderStage::mixBefore(const FadeRecord& record, std::int64_t p, int k, int frames) {
     frames = static_cast<int>(std::min<std::int64_t>(frames, record.spliceStart - p));
     const std::int64_t oldFrame = record.oldFrame(p);
     if (oldFrame >= record.oldHoldFrom) return silence(record.resume, frames);
@@ -127,8 +129,7 @@ FaderStage::Mix FaderStage::mixBefore(const FadeRecord& record, std::int64_t p, 
     return mixAt(oldFrame, k - 1, frames);
 }
 
-FaderStage::Mix FaderStage::mixInside(const FadeRecord& record, std::int64_t p, int k,
-                                      int frames) {
+FaderStage::Mix FaderStage::mixInside(const FadeRecord& record, std::int64_t p, int k, int frames) {
     frames = static_cast<int>(std::min<std::int64_t>(frames, record.spliceEnd - p));
     if (!record.hasOld() && !record.hasNew()) return silence(record.resume, frames);
 
@@ -153,8 +154,8 @@ FaderStage::Mix FaderStage::mixInside(const FadeRecord& record, std::int64_t p, 
     if (both && !sameShape(before.window.format, after.window.format)) return after;
 
     const int age = records.count() - k;
-    const AgeRule rule = record.hasOld() && record.hasNew() ? AgeRule::forBothSides(age)
-                                                            : AgeRule::forOneSide(age);
+    const AgeRule rule =
+        record.hasOld() && record.hasNew() ? AgeRule::forBothSides(age) : AgeRule::forOneSide(age);
     Mix& mix = record.hasNew() ? after : before;
     FadeRamp ramp;
     ramp.type = mix.window.format.type;
@@ -180,9 +181,8 @@ FaderStage::Mix FaderStage::silence(std::int64_t inputFrame, int frames) const {
     mix.inFrom = mix.inTo = inputFrame;
     mix.window.frames = frames;
     mix.window.format = rampFormat(formatAtFrame(*input, input->end()));
-    const std::size_t bytes =
-        static_cast<std::size_t>(frames) *
-        static_cast<std::size_t>(bytesPerFrame(mix.window.format));
+    const std::size_t bytes = static_cast<std::size_t>(frames) *
+                              static_cast<std::size_t>(bytesPerFrame(mix.window.format));
     mix.window.samples.reset(static_cast<std::byte*>(memAlloc(std::max<std::size_t>(bytes, 1))));
     std::memset(mix.window.samples.get(), 0, bytes);
     return mix;
@@ -204,8 +204,8 @@ FaderStage::Mix FaderStage::inputFrames(std::int64_t frame, int frames) {
     }
     mix.frames = static_cast<int>(std::min<std::int64_t>(end - frame, frames));
     if (mix.frames <= 0) return mix;
-    mix.window = readWindow(*input, converter, rampFormat(formatAtFrame(*input, frame)), frame,
-                            mix.frames);
+    mix.window =
+        readWindow(*input, converter, rampFormat(formatAtFrame(*input, frame)), frame, mix.frames);
     mix.inTo = frame + mix.frames;
     return mix;
 }
@@ -221,8 +221,7 @@ std::int64_t FaderStage::inputStartFor(int delta, const FxPos& pos) {
 std::int64_t FaderStage::reach(std::int64_t p, int k) const {
     if (k < 0) return p + baseOffset;
     const FadeRecord& record = records.at(k);
-    if (p >= record.spliceEnd)
-        return record.silentAfter ? record.inputEnd() : record.newFrame(p);
+    if (p >= record.spliceEnd) return record.silentAfter ? record.inputEnd() : record.newFrame(p);
 
     std::int64_t oldest = record.resume;
     if (record.hasNew()) oldest = record.newFrame(std::max(p, record.spliceStart));
@@ -255,12 +254,11 @@ int FaderStage::rateAt(std::int64_t inputFrame) const {
 std::int64_t FaderStage::oldAudioLeft(std::int64_t outFrame, std::int64_t inputFrame,
                                       std::int64_t audioEnd) const {
     if (records.empty()) return audioEnd - inputFrame;
-    // Counted on the newest record's own mapping: `outFrame` may lie before its splice, and then the
-    // distance on the input axis would reach too far by the length of its jump.
+    // Counted on the newest record's own mapping: `outFrame` may lie before its splice, and then
+    // the distance on the input axis would reach too far by the length of its jump.
     const FadeRecord& last = records.newest();
-    const std::int64_t end = last.silentAfter
-                                 ? last.spliceStart
-                                 : audioEnd - last.inputEnd() + last.spliceEnd;
+    const std::int64_t end =
+        last.silentAfter ? last.spliceStart : audioEnd - last.inputEnd() + last.spliceEnd;
     return std::max<std::int64_t>(end - outFrame, 0);
 }
 
@@ -277,7 +275,8 @@ FxTime FaderStage::schedule(FxTime from, FxTime at, int durationMs, bool out, in
 
     const int rate = rateAt(playing);
     const std::int64_t left = oldAudioLeft(cut, playing, joined);
-    // What the stages behind hold ahead of their time stamps must not swallow the start of the fade.
+    // What the stages behind hold ahead of their time stamps must not swallow the start of the
+    // fade.
     const std::int64_t start = cut + (durationMs > 0 ? clock->lagBehind(*this) : 0);
     const std::int64_t audible = std::max<std::int64_t>(cut + left - start, 0);
 

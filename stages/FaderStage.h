@@ -11,12 +11,13 @@ namespace velorine {
 
 /// Second stage: every fade of the system happens here.
 ///
-/// A short list of records says at which output frames the stream leaves one run of input frames for
-/// another. While the two overlap they are mixed with a ramp; the old side is read from the input
-/// ring again, so one stream of blocks serves as both sides, and a record made inside a running fade
-/// plays that fade on as its old side.
+/// A short list of records says at which output frames the stream leaves one run of input frames
+/// for another. While the two overlap they are mixed with a ramp; the old side is read from the
+/// input ring again, so one stream of blocks serves as both sides, and a record made inside a
+/// running fade plays that fade on as its old side.
 ///
-/// In:  any format. Out: the same by reference outside of splices; inside, 16-bit and 32-bit integers
+/// In:  any format. Out: the same by reference outside of splices; inside, 16-bit and 32-bit
+/// integers
 ///      and float as they are, everything else as float.
 /// Threads: the pump's; `schedule` with the pump lock held.
 class FaderStage final : public FxStage {
@@ -35,11 +36,13 @@ public:
     /// @param at           stream time of the audio that follows
     /// @param durationMs   length of the overlap
     /// @param out          true: linear law, as for a stop; false: equal power
-    /// @param kind         0: the two sides are mixed. 1: the old side only fades, and behind it the
+    /// @param kind         0: the two sides are mixed. 1: the old side only fades, and behind it
+    /// the
     ///                     stream falls silent and stands until a further record
     /// @param actual       not null: the frames that the overlap got
     /// @param mayBeBehind  whether the audio that follows may lie before what plays now
-    /// @param spliceMs     kind 1: silence that follows before the stream stands; it flushes what the
+    /// @param spliceMs     kind 1: silence that follows before the stream stands; it flushes what
+    /// the
     ///                     stages behind look ahead
     /// @return stream time at which the new side joins; `at` when the stage has never run
     FxTime schedule(FxTime from, FxTime at, int durationMs, bool out, int kind,

@@ -36,8 +36,10 @@ int beepRate(int rate) {
     case 48000:
     case 64000:
     case 96000:
-    case 192000: return rate;
-    default: return 48000;
+    case 192000:
+        return rate;
+    default:
+        return 48000;
     }
 }
 
@@ -145,8 +147,8 @@ bool TailStage::produceGained(FxArena& sampleArena, FxBlock& out, double factor)
     const int frames = static_cast<int>(end - nextFrame);
 
     SampleFormat format = block.format;
-    const bool keepsType = factor <= 1.0 && (format.type == sampleType::int16 ||
-                                             format.type == sampleType::int32);
+    const bool keepsType =
+        factor <= 1.0 && (format.type == sampleType::int16 || format.type == sampleType::int32);
     if (!keepsType) format.type = sampleType::float32;
     format.layout = fullWidth;
     const FrameWindow window = readWindow(*input, converter, format, nextFrame, frames);
@@ -174,7 +176,7 @@ bool TailStage::produceGained(FxArena& sampleArena, FxBlock& out, double factor)
 
 void TailStage::produceBeep(FxArena& sampleArena, FxBlock& out) {
     const int index = indexAt(*input, nextFrame, cursor);
-    const int streamRate = input->empty() ? rate
+    const int streamRate = input->empty()           ? rate
                            : index < input->count() ? input->at(index).format.rate
                                                     : input->newest().format.rate;
     const double s = beepRate(streamRate) / 48000.0;

@@ -9,8 +9,8 @@
 
 namespace velorine {
 
-/// Last stage: what it delivers is what is heard. Makes a gap-free stream of the ring before it, and
-/// puts the pause beep in, behind all processing.
+/// Last stage: what it delivers is what is heard. Makes a gap-free stream of the ring before it,
+/// and puts the pause beep in, behind all processing.
 ///
 /// In:  any format. Out: the same by reference; with a gain below 1 16-bit and 32-bit integers stay
 ///      what they are, everything else becomes float.
@@ -63,8 +63,9 @@ private:
     void followTarget();
     FxTime nextTime() const;
 
-    std::int32_t cursor = 0;       ///< absolute number of the block that is read next
-    std::int64_t beepEndFrame = 0; ///< `framesOut` behind the last beep: no rewind goes further back
+    std::int32_t cursor = 0; ///< absolute number of the block that is read next
+    std::int64_t beepEndFrame =
+        0; ///< `framesOut` behind the last beep: no rewind goes further back
     RecursiveLock targetLock{LockRank::stage};
     Mt19937 ditherGen;
     Mt19937 beepGen;

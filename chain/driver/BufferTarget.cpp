@@ -33,8 +33,7 @@ std::int64_t BufferTarget::frames(FxTime now, int rate) const {
 void BufferTarget::noteBuffered(FxTime now, std::int64_t bufferedMs) {
     const Lock::Scope guard{lock};
     if (bufferedMs + 100 >= millisecondsLocked(now)) return;
-    const std::int64_t above =
-        bufferedMs + 100 - minBufferMs.load(std::memory_order_relaxed);
+    const std::int64_t above = bufferedMs + 100 - minBufferMs.load(std::memory_order_relaxed);
     if (above <= 0) {
         growStart = now;
         growHold = now + holdTime;

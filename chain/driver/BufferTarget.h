@@ -28,7 +28,7 @@ public:
     /// The device starts: growth begins anew if it hasn't got anywhere yet.
     void deviceStarts(FxTime now);
 
-    std::atomic<bool> adaptive{true};   ///< off: always 10 s; relaxed
+    std::atomic<bool> adaptive{true};  ///< off: always 10 s; relaxed
     std::atomic<int> minBufferMs{200}; ///< relaxed
 
 private:

@@ -28,8 +28,7 @@ FxChainEdit::FxChainEdit(FxChainHost& chainHost, int delay, FxStage* stopStage)
     if (firstMargin < 2) firstMargin = 0;
     delayMs = std::max(delay, 0);
 
-    if (!engine.playbackThread.isCurrent() &&
-        engine.playbackThread.priority() < raisedPriority) {
+    if (!engine.playbackThread.isCurrent() && engine.playbackThread.priority() < raisedPriority) {
         savedWorkerPriority = engine.playbackThread.priority();
         engine.playbackThread.setPriority(raisedPriority);
     }

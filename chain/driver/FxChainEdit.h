@@ -11,9 +11,9 @@ class FxStage;
 /// A change to the chain, from its begin to its end.
 ///
 /// The chain has been computed far ahead of the speakers. An edit stops the pump, sees to it that a
-/// margin is queued, and takes everything behind that margin back, out of every ring from the end of
-/// the chain to `stopStage`. Its holder then changes what it wants: a setting, a fade record. The
-/// commit lets the chain compute again from there, and the change is heard after the margin.
+/// margin is queued, and takes everything behind that margin back, out of every ring from the end
+/// of the chain to `stopStage`. Its holder then changes what it wants: a setting, a fade record.
+/// The commit lets the chain compute again from there, and the change is heard after the margin.
 ///
 /// Any thread, the playback thread included. Gives back locks, priorities and the pump at its end,
 /// also when an exception passes.

@@ -142,7 +142,8 @@ bool FxChainHost::pump(bool) {
 
     FxBlock block;
     int index = chain.count() - 1;
-    while (index >= 0 && !runStage(index, block)) --index;
+    while (index >= 0 && !runStage(index, block))
+        --index;
     if (index < 0) return false;
     commit(index, std::move(block));
     if (editRequested.isSet()) return true;
@@ -250,7 +251,8 @@ void FxChainHost::trim() {
         const FxPos pos = sourceAt(ring, frame);
         const auto delta = static_cast<int>(frame - ring.end());
         const std::int64_t needed = chain[i].stage->inputStartFor(delta, pos);
-        while (ring.count() > 2 && ring.oldest().posEnd <= frame) ring.pop();
+        while (ring.count() > 2 && ring.oldest().posEnd <= frame)
+            ring.pop();
         frame = needed;
     }
 }
@@ -374,7 +376,8 @@ void FxChainHost::checkInvariants() {
             assert(block.timeStart >= ring.at(i - 1).timeEnd);
         }
     }
-    for (const FxChainEntry& entry : chain) entry.stage->checkPlace(entry.ring->end());
+    for (const FxChainEntry& entry : chain)
+        entry.stage->checkPlace(entry.ring->end());
     output.checkInvariants();
 #endif
 }

@@ -51,14 +51,14 @@ public:
 
     // -- Pumping -------------------------------------------------------------------------------
 
-    /// One step: a block from the nearest stage that has one, carried as far forward as it goes, and
-    /// a slice for the output. Pump lock held.
+    /// One step: a block from the nearest stage that has one, carried as far forward as it goes,
+    /// and a slice for the output. Pump lock held.
     /// @param first  the first step after a wake; makes no difference
     /// @return whether anything was done
     bool pump(bool first);
 
-    /// Pumps until there is nothing to pull or the chain stands. Playback thread only: this is where
-    /// it parks for an edit.
+    /// Pumps until there is nothing to pull or the chain stands. Playback thread only: this is
+    /// where it parks for an edit.
     void runPlayback(FlaggedEvent& stopEvent);
 
     /// Pumps on the caller's thread until `targetMs` (330 at most) are queued in a running device,
@@ -92,8 +92,8 @@ public:
     /// Lets the chain run again and queues at least 100 ms of it. Edit lock and pump lock held.
     void resume(int ms);
 
-    /// The output has been dry for a while: drops what the chain holds ahead of its input, and gives
-    /// the device back if asked. Playback thread only.
+    /// The output has been dry for a while: drops what the chain holds ahead of its input, and
+    /// gives the device back if asked. Playback thread only.
     void rest(bool releaseDevice);
 
     /// The chain delivered nothing, or stands, and waits for the host or for an edit. Any thread.
@@ -104,19 +104,19 @@ public:
 
     // Members in the order in which they are made.
     DynArray<FxChainEntry> chain;
-    FxStage* rewindStopStage = nullptr; ///< where a rewind ends, null for the first; edit lock
+    FxStage* rewindStopStage = nullptr;    ///< where a rewind ends, null for the first; edit lock
     std::atomic<bool> chainBlocked{false}; ///< the chain stands; relaxed: a display, the recorder
     std::atomic<bool> chainStarved{false}; ///< the last step did nothing; relaxed
     std::atomic<bool> starvedForInput{false}; ///< until a block reaches the end; relaxed
-    int prefillPriority = 15; ///< least priority during `prefill`
+    int prefillPriority = 15;                 ///< least priority during `prefill`
     HostInputStage input;
     PlaybackThread playbackThread;
     FxOutput output;
     std::atomic<bool> serviceRequested{false}; ///< what is queued shall be played
-    std::atomic<int> flushMs{80}; ///< margin that an edit leaves to play; relaxed
-    FxStage* endStage = nullptr;  ///< the stage that stands; pump lock
-    FlaggedEvent inputStarved;    ///< the chain has nothing to pull
-    std::int64_t chainEndPosition = 0; ///< end of the last ring; pump lock
+    std::atomic<int> flushMs{80};              ///< margin that an edit leaves to play; relaxed
+    FxStage* endStage = nullptr;               ///< the stage that stands; pump lock
+    FlaggedEvent inputStarved;                 ///< the chain has nothing to pull
+    std::int64_t chainEndPosition = 0;         ///< end of the last ring; pump lock
     RecursiveLock editLock{LockRank::edit};
     RecursiveLock pumpLock{LockRank::pump};
     FlaggedEvent editRequested; ///< an edit wants the pump to stop

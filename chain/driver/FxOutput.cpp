@@ -47,8 +47,7 @@ SampleFormat formatForBits(SampleFormat format, int bits) {
 } // namespace
 
 FxOutput::FxOutput(const SystemClock& systemClock, FxClock& engine, FxArena& sampleArena,
-                   SoundSystem* soundSystem, RecorderFiles& files,
-                   std::function<bool()> engineIdle)
+                   SoundSystem* soundSystem, RecorderFiles& files, std::function<bool()> engineIdle)
     : device(systemClock, soundSystem), recorder(files, std::move(engineIdle)), clock(systemClock),
       engineClock(engine), arena(sampleArena) {
     device.onStart(
@@ -166,7 +165,8 @@ SampleFormat FxOutput::wantedFormat(const FxBlock& slice) {
 /// @return false when an edit or the thread's end came first; the slice is then not taken
 bool FxOutput::prepareDevice(const SampleFormat& wanted, const Pace& pace) {
     const bool open = device.isOpen();
-    const bool fits = deviceFormat.channels == wanted.channels && deviceFormat.rate == wanted.rate &&
+    const bool fits = deviceFormat.channels == wanted.channels &&
+                      deviceFormat.rate == wanted.rate &&
                       bitsPerSample(wanted.type) <= bitsPerSample(deviceFormat.type);
     if (open && fits) {
         if (deviceFormat.type == wanted.type) deviceFormat.layout = wanted.layout;
@@ -214,8 +214,7 @@ void FxOutput::convertSlice(FxBlock& slice, const SampleFormat& format) {
 // -- Handing over ------------------------------------------------------------------------------
 
 bool FxOutput::interrupted(const Pace& pace) const {
-    return (pace.stop && pace.stop->isSet()) ||
-           (pace.editRequested && pace.editRequested->isSet());
+    return (pace.stop && pace.stop->isSet()) || (pace.editRequested && pace.editRequested->isSet());
 }
 
 /// Waits `ms`. @return true when an edit or the thread's end came
@@ -346,7 +345,8 @@ std::int64_t FxOutput::rewindTo(std::int64_t wanted) {
 
 void FxOutput::trim(std::int64_t playedFrame) {
     const RecursiveLock::Scope guard{deviceRingLock};
-    while (deviceRing.count() > 2 && deviceRing.oldest().posEnd <= playedFrame) deviceRing.pop();
+    while (deviceRing.count() > 2 && deviceRing.oldest().posEnd <= playedFrame)
+        deviceRing.pop();
 }
 
 std::int64_t FxOutput::position() {
@@ -369,8 +369,7 @@ FxTime FxOutput::played() {
     const std::int64_t frame = position();
     const RecursiveLock::Scope guard{deviceRingLock};
     if (deviceRing.empty()) return lastReportedTime;
-    lastReportedTime =
-        std::max(lastReportedTime, frameToTime(deviceRing, frame, searchCursor));
+    lastReportedTime = std::max(lastReportedTime, frameToTime(deviceRing, frame, searchCursor));
     return lastReportedTime;
 }
 

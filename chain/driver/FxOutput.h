@@ -20,8 +20,8 @@ class RegistryNode;
 
 /// The output side: takes what the chain has finished, converts it, and plays or records it.
 ///
-/// What is handed over also stands in the device ring until it is played, which is how a position of
-/// the device becomes a time of the stream. The last chain ring, the device ring and the device
+/// What is handed over also stands in the device ring until it is played, which is how a position
+/// of the device becomes a time of the stream. The last chain ring, the device ring and the device
 /// count frames on one axis.
 class FxOutput {
 public:
@@ -29,7 +29,7 @@ public:
     struct Pace {
         FlaggedEvent* stop = nullptr;          ///< ends every wait
         FlaggedEvent* editRequested = nullptr; ///< likewise; null inside an edit
-        bool obeyTarget = true;                ///< false inside an edit: only the buffer's end counts
+        bool obeyTarget = true; ///< false inside an edit: only the buffer's end counts
     };
 
     FxOutput(const SystemClock& systemClock, FxClock& engine, FxArena& sampleArena,
@@ -38,8 +38,8 @@ public:
     /// Loads or saves the output's settings. Host's main thread, or inside an edit.
     void exchangeSettings(RegistryNode& node);
 
-    /// Takes the mode from the settings and lets the recorder run. `lastRing` is the ring of the last
-    /// stage, `showOutput` makes no difference here.
+    /// Takes the mode from the settings and lets the recorder run. `lastRing` is the ring of the
+    /// last stage, `showOutput` makes no difference here.
     void start(FxRing& lastRing, bool showOutput);
 
     /// Ends the output's threads. Nothing is delivered afterwards.
@@ -58,8 +58,8 @@ public:
     /// Starts the device if it stands while something is queued, and lets it drain.
     void playWhatIsQueued();
 
-    /// The last ring was cut at `ringEnd`; takes back what lies behind `target` as far as the device
-    /// lets it, and drops what was not handed over. Pump lock held.
+    /// The last ring was cut at `ringEnd`; takes back what lies behind `target` as far as the
+    /// device lets it, and drops what was not handed over. Pump lock held.
     /// @return the frame at which the output ends now, `target` or above
     std::int64_t rewindTo(std::int64_t target);
 
@@ -122,7 +122,8 @@ private:
     FxArena& arena;
     FxRing* chainRing = nullptr; ///< of the last stage; pump lock
 
-    std::int64_t servicePos = 0; ///< up to here the last ring was taken; pump lock, as the next five
+    std::int64_t servicePos =
+        0; ///< up to here the last ring was taken; pump lock, as the next five
     std::int32_t serviceCursor = 0;
     SampleFormat deviceFormat; ///< what is open, and what slices are converted to
     SampleConverterHandle converter;
@@ -130,10 +131,10 @@ private:
     bool editWaits = false; ///< what comes next isn't handed over inside an edit
 
     mutable RecursiveLock deviceRingLock{LockRank::ring};
-    FxRing deviceRing;                  ///< guarded by deviceRingLock
-    std::int32_t searchCursor = 0;      ///< guarded by deviceRingLock
-    FxTime lastReportedTime = 0;        ///< guarded by deviceRingLock
-    SampleFormat shownFormat;           ///< copy of deviceFormat for a display; likewise
+    FxRing deviceRing;             ///< guarded by deviceRingLock
+    std::int32_t searchCursor = 0; ///< guarded by deviceRingLock
+    FxTime lastReportedTime = 0;   ///< guarded by deviceRingLock
+    SampleFormat shownFormat;      ///< copy of deviceFormat for a display; likewise
 };
 
 } // namespace velorine

@@ -18,8 +18,7 @@ constexpr std::int64_t chunkFrames(int rate) noexcept {
 
 /// Milliseconds until `frames` more have been played, at most 50; below 2 it isn't worth a wait.
 constexpr int pacingWaitMs(std::int64_t frames, int rate) noexcept {
-    return static_cast<int>(
-        std::min<std::int64_t>((frames * 1000 - 1 + rate) / rate + 1, 50));
+    return static_cast<int>(std::min<std::int64_t>((frames * 1000 - 1 + rate) / rate + 1, 50));
 }
 
 } // namespace velorine

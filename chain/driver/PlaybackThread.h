@@ -23,13 +23,17 @@ public:
 private:
     enum class Woken { stop, work, deviceChanged, timedOut };
 
+    /// What was done about an output that stands.
+    enum class Rest { none, cleared, released };
+
     Woken waitFor(FlaggedEvent& device, int timeoutMs);
-    Woken waitAwake(FlaggedEvent& device);
-    bool restOnIdle();
+    void waitWhilePlaying();
+    void waitWhileHalted();
 
     FxChainHost& engine;
     KeepAwake& awake;
     bool deviceActive = true; ///< the device is believed to play; this thread only
+    Rest rest = Rest::none;   ///< this thread only
 };
 
 } // namespace velorine

@@ -40,9 +40,9 @@ void pinOwnLibrary() {
 std::intptr_t HostWindow::send(std::uintptr_t wParam, std::intptr_t lParam) const {
     if (!window) return 0;
     DWORD_PTR answer = 0;
-    const LRESULT answered = SendMessageTimeoutA(
-        static_cast<HWND>(window), hostMessage::user, wParam, lParam,
-        SMTO_ABORTIFHUNG | SMTO_NORMAL, sendTimeoutMs, &answer);
+    const LRESULT answered =
+        SendMessageTimeoutA(static_cast<HWND>(window), hostMessage::user, wParam, lParam,
+                            SMTO_ABORTIFHUNG | SMTO_NORMAL, sendTimeoutMs, &answer);
     return answered ? static_cast<std::intptr_t>(answer) : 0;
 }
 

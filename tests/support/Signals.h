@@ -8,8 +8,8 @@ namespace velorine::test {
 /// First value of every ramp: loud, so that nothing of it passes for leading silence.
 inline constexpr std::int32_t rampStart = 1 << 30;
 
-/// Frames whose samples all are `first`, `first + 1`, ...: each frame of a programme is known by its
-/// value.
+/// Frames whose samples all are `first`, `first + 1`, ...: each frame of a programme is known by
+/// its value.
 inline std::vector<std::int32_t> ramp(int frames, int channels, std::int32_t first = rampStart) {
     std::vector<std::int32_t> samples;
     samples.reserve(static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels));

@@ -2,6 +2,8 @@
 
 #include "host/Module.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <bit>
 
@@ -16,8 +18,7 @@ std::uint32_t bitsOf(float value) {
     return std::bit_cast<std::uint32_t>(value);
 }
 
-TestHost::TestHost(const Setup& setup)
-    : clock(setup.mode, setup.seed), sound(clock), out(module) {
+TestHost::TestHost(const Setup& setup) : clock(setup.mode, setup.seed), sound(clock), out(module) {
     ModuleOptions options = setup.options;
     options.store = &store;
     options.sound = setup.withSound ? &sound : nullptr;
@@ -48,10 +49,14 @@ std::intptr_t TestHost::answer(VelorineHostWindow* window, unsigned, std::uintpt
     auto& host = *static_cast<TestHost*>(window->user);
     host.messages.push_back(lParam);
     switch (lParam) {
-    case 105: return host.trackSeconds;
-    case 211: return reinterpret_cast<std::intptr_t>(host.playlistFile.c_str());
-    case 400: return host.answerGoesOn ? 1 : 0;
-    default: return 0;
+    case 105:
+        return host.trackSeconds;
+    case 211:
+        return reinterpret_cast<std::intptr_t>(host.playlistFile.c_str());
+    case 400:
+        return host.answerGoesOn ? 1 : 0;
+    default:
+        return 0;
     }
 }
 
@@ -63,19 +68,24 @@ void TestHost::open(int rate, int channels, int bits) {
 
 std::size_t TestHost::writeOnce(const char* bytes, std::size_t count) {
     const auto permitted = static_cast<std::size_t>(out.CanWrite());
-    const std::size_t whole = permitted / static_cast<std::size_t>(frameBytes) *
-                              static_cast<std::size_t>(frameBytes);
+    const std::size_t whole =
+        permitted / static_cast<std::size_t>(frameBytes) * static_cast<std::size_t>(frameBytes);
     const std::size_t piece = std::min(whole, count);
     if (piece > 0) out.Write(const_cast<char*>(bytes), static_cast<int>(piece));
     return piece;
 }
 
 void TestHost::writeBytes(const char* bytes, std::size_t count) {
-    while (count > 0) {
+    for (int refusedMs = 0; count > 0;) {
         const std::size_t written = writeOnce(bytes, count);
         bytes += written;
         count -= written;
+        refusedMs = written > 0 ? 0 : refusedMs + 10;
         if (written == 0) clock.advance(10);
+        if (refusedMs > 30'000) {
+            ADD_FAILURE() << "no permission to write for 30 s";
+            return;
+        }
     }
 }
 

@@ -7,9 +7,8 @@ namespace velorine::test {
 class TestSound::Buffer final : public SoundBuffer {
 public:
     Buffer(TestSound& sound, const Format& wanted)
-        : owner(sound), format(wanted),
-          memory(static_cast<std::size_t>(wanted.bufferFrames) *
-                 static_cast<std::size_t>(wanted.blockAlign())) {}
+        : owner(sound), format(wanted), memory(static_cast<std::size_t>(wanted.bufferFrames) *
+                                               static_cast<std::size_t>(wanted.blockAlign())) {}
 
     ~Buffer() override {
         const std::lock_guard guard{owner.mutex};

@@ -48,11 +48,11 @@ public:
     /// Drops what was heard so far.
     void forget();
 
-    double cardRate = 1.0;      ///< the card's true rate over the nominal one
-    int refusals = 0;           ///< buffers that won't be created
-    int lostLocks = 0;          ///< locks that will answer "lost"
+    double cardRate = 1.0; ///< the card's true rate over the nominal one
+    int refusals = 0;      ///< buffers that won't be created
+    int lostLocks = 0;     ///< locks that will answer "lost"
     bool playFails = false;
-    int firmFrames = 0;         ///< as `SoundBuffer::firmFrames`
+    int firmFrames = 0;                        ///< as `SoundBuffer::firmFrames`
     std::function<int(int frame)> cursorError; ///< what is reported in place of the true cursor
     int opens = 0;
     int closes = 0;

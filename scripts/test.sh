@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# Builds and tests everything. Usage: test.sh [STEP...]
+# Steps: style release asan tsan clang fuzz. Without one: all of them, in this order.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+
+steps=("$@")
+[ ${#steps[@]} -gt 0 ] || steps=(style release asan tsan clang fuzz)
+jobs=$(nproc)
+logs=build/logs
+mkdir -p "$logs"
+failed=()
+times=()
+
+scripts/packages.sh build test || exit 1
+
+build() { # preset
+    [ -f "build/$1/build.ninja" ] || cmake --preset "$1" >"$logs/$1-configure.log" 2>&1 ||
+        { cat "$logs/$1-configure.log"; return 1; }
+    ninja -C "build/$1" >"$logs/$1-build.log" 2>&1 || { tail -n 60 "$logs/$1-build.log"; return 1; }
+}
+
+tests() { # preset
+    build "$1" && ctest --test-dir "build/$1" -j "$jobs" --output-on-failure >"$logs/$1-ctest.log" 2>&1
+    local result=$?
+    [ $result = 0 ] || { [ -f "$logs/$1-ctest.log" ] && tail -n 150 "$logs/$1-ctest.log"; }
+    return $result
+}
+
+step_style() {
+    cmake --preset debug >"$logs/debug-configure.log" 2>&1 && scripts/check-style.sh build/debug
+}
+step_release() { tests release; }
+step_asan() {
+    ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 UBSAN_OPTIONS=print_stacktrace=1 tests asan
+}
+step_tsan() {
+    TSAN_OPTIONS="halt_on_error=1:suppressions=$PWD/tests/tsan.supp" tests tsan
+}
+step_clang() { build clang; }
+step_fuzz() {
+    build fuzz || return 1
+    local target corpus
+    for target in build/fuzz/fuzz/*Fuzz; do
+        [ -x "$target" ] || continue
+        corpus="build/fuzz/corpus-$(basename "$target")"
+        mkdir -p "$corpus"
+        "$target" -max_total_time=30 -timeout=20 -rss_limit_mb=4096 -print_final_stats=0 \
+            "$corpus" "fuzz/corpus/$(basename "$target")" >"$logs/$(basename "$target").log" 2>&1 ||
+            { tail -n 60 "$logs/$(basename "$target").log"; return 1; }
+        grep -E 'DONE' "$logs/$(basename "$target").log" | tail -n 1
+    done
+}
+
+for step in "${steps[@]}"; do
+    printf '== %s\n' "$step"
+    begin=$SECONDS
+    "step_$step" || failed+=("$step")
+    times+=("$(printf '%-8s %4d s' "$step" $((SECONDS - begin)))")
+done
+
+printf '\n== times\n'
+printf '%s\n' "${times[@]}"
+for step in "${steps[@]}"; do
+    [ -f "$logs/$step-ctest.log" ] || continue
+    printf '\n== tests: %s\n' "$step"
+    grep -E 'tests passed|tests failed|Total Test time|The following tests FAILED|\(Failed\)|\(Timeout\)' \
+        "$logs/$step-ctest.log"
+done
+if [ ${#failed[@]} -gt 0 ]; then
+    printf '\nFAILED: %s\n' "${failed[*]}"
+    exit 1
+fi
