@@ -20,8 +20,9 @@ std::optional<SettingsValue> dwordFrom(long long number) {
 std::optional<SettingsValue> floatFrom(const TomlValue& value) {
     if (value.kind == TomlValue::Kind::integer)
         return std::bit_cast<std::uint32_t>(static_cast<float>(value.integer));
+    if (value.kind != TomlValue::Kind::real) return std::nullopt;
     if (const auto bits = parseFloat(value.content)) return *bits;
-    return std::nullopt;
+    return std::nullopt; // beyond the range of a single
 }
 
 bool isKnownSection(std::string_view section) {
@@ -37,8 +38,7 @@ std::optional<SettingsValue> settingFromToml(const TomlValue& value) {
     const SettingKey* const key = findSetting(value.section, value.name);
     if (value.kind == Kind::text) return value.content;
     if (value.kind == Kind::other) return std::nullopt;
-    if (key && key->kind == SettingKind::real)
-        return value.kind == Kind::boolean ? std::nullopt : floatFrom(value);
+    if (key && key->kind == SettingKind::real) return floatFrom(value);
     if (value.kind == Kind::real) return key ? std::nullopt : floatFrom(value);
     if (value.kind == Kind::boolean && key && key->kind == SettingKind::integer)
         return std::nullopt;

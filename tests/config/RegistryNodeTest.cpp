@@ -174,7 +174,7 @@ TEST_P(RegistryNodes, ReadWhatTheyWrote) {
                 auto bits = static_cast<std::uint32_t>(random());
                 if (setting.kind == SettingKind::real && std::isnan(std::bit_cast<float>(bits)))
                     bits = 0x7FC00000; // what a nan carries besides its sign is no number
-                if (setting.kind == SettingKind::boolean) bits &= 1;
+                if (setting.kind == SettingKind::boolean) bits %= 4;
                 written.push_back(bits);
                 if (setting.kind == SettingKind::text) {
                     std::string text(random() % 20, '\0');

@@ -57,6 +57,9 @@ TEST_P(RegistryText, ExportAndImportMoveEverything) {
     store.set(key("Someone's"), "own", 12U);
     ASSERT_TRUE(presets.save("late night", {{"lim0", 1}, {"headroom", 0x40000000}}));
 
+    const std::string text = narrowText(exportRegistryText(store, presets));
+    EXPECT_EQ(text.find("\\late night]"), text.rfind("\\late night]")); // once, in every store
+
     MemoryStore other;
     SubkeyPresets otherPresets{other};
     const RegistryImport done =

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,11 @@ std::vector<StoreKind> storeKinds();
 
 /// Those that the machine keeps settings in.
 std::vector<StoreKind> platformStoreKinds();
+
+/// How a failing test names its store.
+inline void PrintTo(const StoreKind& kind, std::ostream* out) {
+    *out << kind.name;
+}
 
 inline std::string key(std::string_view section) {
     return keyPath(settingsRoot, section);

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
+#include <set>
 
 namespace velorine {
 
@@ -83,6 +84,10 @@ TEST(UserSettings, StandInTheFolder) {
     EXPECT_EQ(test::contentOf(folder / "deep/er/settings.toml"), "[Eq]\nsoftclip = false\n");
     EXPECT_TRUE(settings.presets->save("Night", {{"headroom", 0x40000000}}));
     EXPECT_EQ(test::contentOf(folder / "deep/er/presets/Night.toml"), "[Eq]\nheadroom = 2.0\n");
+    std::set<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator{folder / "deep/er/presets"})
+        files.insert(entry.path().filename());
+    EXPECT_EQ(files, (std::set<std::string>{".lock", "Night.toml"}));
 }
 
 TEST(UserSettings, WorkWithoutAHomeDirectory) {

@@ -76,6 +76,14 @@ TEST(TomlText, EditsLeaveAllElseAsItWasTyped) {
               "[General]\nbeep = false\n");
 }
 
+TEST(TomlText, PlacesCountCharactersNotBytes) {
+    const std::string text = "\"\xC3\xA9\xF0\x9F\x8E\xB5\" = 1.5 # \xC3\xA9\n";
+    const auto parsed = readToml(text);
+    EXPECT_EQ(std::get<std::vector<TomlValue>>(parsed)[0].content, "1.5");
+    EXPECT_EQ(edited(text, {{"", "\xC3\xA9\xF0\x9F\x8E\xB5", "2.25"}}),
+              "\"\xC3\xA9\xF0\x9F\x8E\xB5\" = 2.25 # \xC3\xA9\n");
+}
+
 TEST(TomlText, NewValuesFollowThoseOfTheirTable) {
     EXPECT_EQ(edited("[Eq]\n  a = 1 # one\n\n# next\n[General]\n",
                      {{"Eq", "b", "2"}, {"General", "c d", "3"}, {"Eq", "e", "4"}}),
