@@ -6,12 +6,13 @@
 
 #include <sys/file.h>
 #include <sys/wait.h>
-#include <time.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <random>
 #include <set>
+#include <thread>
 
 namespace velorine {
 
@@ -136,8 +137,7 @@ TEST(TomlStoreCrash, KilledWritersLeaveAWholeFile) {
             }
         });
         ready.wait();
-        const timespec life{0, static_cast<long>(random() % 12'000'000)};
-        ::nanosleep(&life, nullptr);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
         ::kill(child, SIGKILL);
         statusOf(child);
 
