@@ -20,7 +20,7 @@ void note(int) {
 void watch() {
     struct sigaction action {};
     action.sa_handler = note;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         sigaction(signal, &action, nullptr);
 }

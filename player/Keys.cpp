@@ -4,6 +4,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <csignal>
+
 namespace velorine {
 
 namespace {
@@ -36,6 +39,13 @@ bool endsSequence(char byte) {
     return byte >= 0x40 && byte <= 0x7E;
 }
 
+std::atomic<bool> wasStopped{false}; ///< by job control, and continued
+
+/// In the background a touch of the terminal would stop the program, and with it the music.
+bool inForeground() {
+    return tcgetpgrp(STDIN_FILENO) == getpgrp();
+}
+
 } // namespace
 
 std::optional<Key> KeyDecoder::feed(char byte) {
@@ -63,32 +73,38 @@ std::optional<Key> KeyDecoder::feed(char byte) {
     return std::nullopt;
 }
 
-Keyboard::Keyboard() : before(std::make_unique<termios>()) {
-    if (!isatty(STDIN_FILENO) || !inForeground() || tcgetattr(STDIN_FILENO, before.get()) != 0)
-        return;
+// -- The terminal ------------------------------------------------------------------------------
+
+Keyboard::Keyboard() : isThere(isatty(STDIN_FILENO) == 1), before(std::make_unique<termios>()) {
+    if (!isThere || tcgetattr(STDIN_FILENO, before.get()) != 0) return;
+    struct sigaction action {};
+    action.sa_handler = [](int) { wasStopped.store(true, std::memory_order_relaxed); };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGCONT, &action, nullptr);
+}
+
+Keyboard::~Keyboard() {
+    if (isTaken && inForeground()) tcsetattr(STDIN_FILENO, TCSANOW, before.get());
+}
+
+/// Whether keys are for us; has the terminal's modes right if so.
+bool Keyboard::listens() {
+    if (!isThere || !inForeground()) return isTaken = false;
+    if (wasStopped.exchange(false, std::memory_order_relaxed)) isTaken = false; // the shell had it
+    if (isTaken) return true;
     termios modes = *before;
     modes.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     modes.c_cc[VMIN] = 0;
     modes.c_cc[VTIME] = 0;
-    attached = tcsetattr(STDIN_FILENO, TCSANOW, &modes) == 0;
-}
-
-Keyboard::~Keyboard() {
-    if (attached && inForeground()) tcsetattr(STDIN_FILENO, TCSANOW, before.get());
-}
-
-/// In the background a touch of the terminal would stop the program, and with it the music.
-bool Keyboard::inForeground() const {
-    return tcgetpgrp(STDIN_FILENO) == getpgrp();
+    return isTaken = tcsetattr(STDIN_FILENO, TCSANOW, &modes) == 0;
 }
 
 std::optional<Key> Keyboard::wait(int ms) {
-    pollfd stdinReady{STDIN_FILENO, POLLIN, 0};
-    const bool listens = attached && inForeground();
-    if (poll(&stdinReady, listens ? 1 : 0, ms) <= 0) return std::nullopt;
+    pollfd ready{STDIN_FILENO, POLLIN, 0};
+    if (poll(&ready, listens() ? 1 : 0, ms) <= 0) return std::nullopt;
     char byte = 0;
     if (read(STDIN_FILENO, &byte, 1) != 1) {
-        attached = false; // the terminal is gone
+        isThere = false; // hung up
         return std::nullopt;
     }
     return decoder.feed(byte);

@@ -20,8 +20,9 @@ private:
     State state = State::plain;
 };
 
-/// The keyboard, where stdin is a terminal that this program has to itself: keys come at once and
-/// aren't echoed. Gives the terminal back as it was. One thread.
+/// The keyboard, where stdin is a terminal: keys come at once and aren't echoed. Leaves the
+/// terminal alone while the program is in the background, takes it again when it comes back, and
+/// gives it back as it was. One at a time; one thread.
 class Keyboard {
 public:
     Keyboard();
@@ -33,10 +34,11 @@ public:
     std::optional<Key> wait(int ms);
 
 private:
-    bool inForeground() const;
+    bool listens();
 
-    bool attached = false;
-    std::unique_ptr<termios> before; ///< the terminal's modes as they were found
+    bool isThere;                    ///< stdin is a terminal
+    bool isTaken = false;            ///< its modes are ours
+    std::unique_ptr<termios> before; ///< its modes as they were found
     KeyDecoder decoder;
 };
 

@@ -109,7 +109,10 @@ void Playback::refill() {
 }
 
 bool Playback::isOver() {
-    if (!over && ringsOut) over = host.out.GetOutputTime() >= msOf(file->position());
+    if (over || !ringsOut) return over;
+    // The time stands at 0 for as long as the track before is heard: of a track that is shorter
+    // than a millisecond, or holds nothing, some of the zeros behind it have to be heard.
+    over = host.out.GetOutputTime() >= std::max<std::int64_t>(msOf(file->position()), 1);
     return over;
 }
 

@@ -84,18 +84,21 @@ void writeSamples(const std::string& path, int format, int rate, int channels,
     check(written == frames, path);
 }
 
-Decoded decode(const std::string& path) {
+Decoded decode(const std::string& path, std::int64_t frames) {
     SF_INFO info{};
     const File file{sf_open(path.c_str(), SFM_READ, &info)};
     check(file != nullptr, path);
     Decoded decoded{info.format, info.channels, info.samplerate, {}};
     std::vector<double> block(static_cast<std::size_t>(4096 * info.channels));
-    for (;;) {
-        const sf_count_t frames = sf_readf_double(file.get(), block.data(), 4096);
-        if (frames <= 0) return decoded;
+    while (frames > 0) {
+        const sf_count_t got =
+            sf_readf_double(file.get(), block.data(), std::min<sf_count_t>(frames, 4096));
+        if (got <= 0) break;
+        frames -= got;
         decoded.samples.insert(decoded.samples.end(), block.begin(),
-                               block.begin() + frames * info.channels);
+                               block.begin() + got * info.channels);
     }
+    return decoded;
 }
 
 std::vector<std::byte> bytesOf(const std::string& path) {

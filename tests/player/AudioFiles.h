@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -47,8 +48,9 @@ struct Decoded {
     std::vector<double> samples; ///< interleaved
 };
 
-/// @throws std::runtime_error when it isn't audio
-Decoded decode(const std::string& path);
+/// At most its first `frames` frames. @throws std::runtime_error when it isn't audio
+Decoded decode(const std::string& path,
+               std::int64_t frames = std::numeric_limits<std::int64_t>::max());
 
 std::vector<std::byte> bytesOf(const std::string& path);
 void writeText(const std::string& path, const std::string& text);

@@ -72,6 +72,26 @@ TEST(Play, NothingToPlayIsAFailure) {
     EXPECT_EQ(finished.errLines().size(), 1U) << finished.err;
 }
 
+TEST(Play, EndOfATrackIsHeardBeforeAVeryShortOne) {
+    const Scratch scratch;
+    const std::string shortest = scratch.path("b.wav");
+    writeNoise(shortest, {wav16, 2, rate, 3, 1});
+    const auto begun = Clock::now();
+    const Finished finished = run({"play", "--null", noise(scratch, "a.wav", 2.0), shortest,
+                                   "--set", "General/Fade on stop=false"});
+    EXPECT_EQ(finished.exitCode, 0) << finished.err;
+    EXPECT_GE(Seconds{Clock::now() - begun}.count(), 2.0);
+}
+
+TEST(Play, DeviceThatIsNotThereIsNamed) {
+    const Scratch scratch;
+    const Finished finished = run({"play", "--device", "Gramophone", noise(scratch, "a.wav", 0.5)});
+    EXPECT_EQ(finished.exitCode, 0);
+    ASSERT_EQ(finished.errLines().size(), 1U) << finished.err;
+    EXPECT_NE(finished.err.find("'Gramophone'"), std::string::npos) << finished.err;
+    EXPECT_EQ(run({"play", "--device", "None", noise(scratch, "a.wav", 0.5)}).err, "");
+}
+
 class PlayCut : public testing::TestWithParam<int> {};
 
 TEST_P(PlayCut, PlaysWhatIsThereAndSaysSo) {
@@ -161,6 +181,19 @@ TEST(PlayOnTerminal, InterruptionGivesTheTerminalBack) {
     program.type("\003"); // Ctrl-C
     const Finished finished = program.finish();
     EXPECT_EQ(finished.exitCode, 130);
+}
+
+TEST(PlayOnTerminal, TerminalIsTakenAgainAfterAStop) {
+    const Scratch scratch;
+    Program program = Program::onTerminal({"play", "--null", noise(scratch, "a.wav", 60)});
+    EXPECT_TRUE(program.awaitOutput("0:01"));
+    program.send(SIGSTOP);
+    program.makeTerminalPlain(); // as a shell does
+    program.send(SIGCONT);
+    while (program.terminalIsPlain()) {
+    }
+    program.type("q");
+    EXPECT_EQ(program.finish().exitCode, 0);
 }
 
 TEST(PlayOnTerminal, SecondInterruptionEndsItAtOnceOnAPlainTerminal) {

@@ -162,6 +162,13 @@ bool Program::terminalIsPlain() const {
     return (modes.c_lflag & ICANON) != 0 && (modes.c_lflag & ECHO) != 0;
 }
 
+void Program::makeTerminalPlain() const {
+    termios modes{};
+    check(tcgetattr(farEnd, &modes) == 0, "tcgetattr");
+    modes.c_lflag |= ICANON | ECHO;
+    check(tcsetattr(farEnd, TCSANOW, &modes) == 0, "tcsetattr");
+}
+
 Finished Program::finish() {
     const auto deadline = Clock::now() + patience;
     while (readSome(deadline)) {

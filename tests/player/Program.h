@@ -48,6 +48,7 @@ public:
 
     /// Whether its terminal echoes and takes lines, as a shell expects it.
     bool terminalIsPlain() const;
+    void makeTerminalPlain() const;
 
     /// Waits for its end; one that takes over a minute is killed.
     Finished finish();
