@@ -264,11 +264,13 @@ bool FxChainHost::drain(int timeoutMs) {
         output.playWhatIsQueued();
     }
     for (;;) {
+        // Asked first: a wake that nobody has followed yet outdates what the last step found.
+        const bool woken = playbackThread.wakeEvent.isSet();
         const std::int64_t buffered = output.bufferedMs();
         if (buffered == 0 && chainBlocked.load(std::memory_order_relaxed)) return true;
         playbackThread.reap();
         if (!playbackThread.isRunning()) return true;
-        if (buffered == 0 && chainStarved.load(std::memory_order_relaxed)) return true;
+        if (buffered == 0 && !woken && chainStarved.load(std::memory_order_relaxed)) return true;
         if (timeoutMs >= 0 && kernel().tickCount() - begin >= static_cast<std::uint32_t>(timeoutMs))
             return false;
         kernel().sleep(5);

@@ -27,8 +27,7 @@ std::uint32_t PlaybackThread::run() {
     kernel().setCurrentPriority(priorityHighest);
     while (!stop.isSet()) {
         if (wakeEvent.isSet()) {
-            wakeEvent.reset();
-            engine.runPlayback(stop);
+            followWake();
             if (rest == Rest::cleared) rest = Rest::none;
         } else if (engine.output.outputMode != 0) {
             waitForFirst(Kernel::forever, stop, wakeEvent); // a file has no device that runs dry
@@ -39,6 +38,14 @@ std::uint32_t PlaybackThread::run() {
         }
     }
     return 0;
+}
+
+/// What the last step found is outdated before the wake is seen as followed: whoever waits for the
+/// chain to run empty must not take the one for the answer to the other.
+void PlaybackThread::followWake() {
+    engine.chainStarved.store(false, std::memory_order_relaxed);
+    wakeEvent.reset();
+    engine.runPlayback(stop);
 }
 
 /// Waits for work or for the device to halt, and keeps the machine awake meanwhile.
@@ -68,8 +75,7 @@ void PlaybackThread::waitWhileHalted() {
 
     rest = rest == Rest::none ? Rest::cleared : Rest::released;
     engine.rest(rest == Rest::released);
-    wakeEvent.reset();
-    engine.runPlayback(stop);
+    followWake();
 }
 
 } // namespace velorine

@@ -27,6 +27,7 @@ private:
     enum class Rest { none, cleared, released };
 
     Woken waitFor(FlaggedEvent& device, int timeoutMs);
+    void followWake();
     void waitWhilePlaying();
     void waitWhileHalted();
 
