@@ -4,6 +4,7 @@
 #include "foundation/PriorityScope.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace velorine {
 
@@ -14,7 +15,25 @@ constexpr int deepEdit = 700; ///< from here on the look-ahead behind the margin
 } // namespace
 
 FxChainEdit::FxChainEdit(FxChainHost& chainHost, int delay, FxStage* stopStage)
-    : engine(chainHost), savedPriority(kernel().currentPriority()) {
+    : engine(chainHost), savedPriority(kernel().currentPriority()),
+      exceptionsBefore(std::uncaught_exceptions()) {
+    try {
+        begin(delay, stopStage);
+    } catch (...) {
+        giveBack();
+        throw;
+    }
+}
+
+FxChainEdit::~FxChainEdit() noexcept(false) {
+    if (!open) return;
+    if (std::uncaught_exceptions() > exceptionsBefore)
+        giveBack();
+    else
+        commit();
+}
+
+void FxChainEdit::begin(int delay, FxStage* stopStage) {
     const int raisedPriority = std::max(savedPriority, priorityHighest);
     if (raisedPriority != savedPriority) kernel().setCurrentPriority(raisedPriority);
 
@@ -43,8 +62,19 @@ FxChainEdit::FxChainEdit(FxChainHost& chainHost, int delay, FxStage* stopStage)
 
 void FxChainEdit::commit() {
     if (!open) return;
+    try {
+        engine.resume(delayMs);
+    } catch (...) {
+        giveBack();
+        throw;
+    }
+    giveBack();
+}
+
+void FxChainEdit::giveBack() noexcept {
     open = false;
-    engine.resume(delayMs);
+    engine.editRequested.reset();
+    engine.resumeEvent.set(); // for nobody, if the thread doesn't stand: that does no harm
     pumpGuard.giveBack();
     engine.wake();
     if (savedWorkerPriority > unchanged) engine.playbackThread.setPriority(savedWorkerPriority);

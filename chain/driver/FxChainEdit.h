@@ -16,13 +16,13 @@ class FxStage;
 /// The commit lets the chain compute again from there, and the change is heard after the margin.
 ///
 /// Any thread, the playback thread included. Gives back locks, priorities and the pump at its end,
-/// also when an exception passes.
+/// also when an exception passes: then the chain goes on by itself, without a commit.
 class FxChainEdit {
 public:
     /// @param delayMs    margin in ms; -1 takes the engine's `flushMs`, 0 and 1 leave none
     /// @param stopStage  last stage that is sent back, null for all
     FxChainEdit(FxChainHost& chainHost, int delayMs, FxStage* stopStage);
-    ~FxChainEdit() { commit(); }
+    ~FxChainEdit() noexcept(false); ///< commits; throws what a stage throws
     FxChainEdit(const FxChainEdit&) = delete;
     FxChainEdit& operator=(const FxChainEdit&) = delete;
 
@@ -36,14 +36,18 @@ public:
     int margin() const noexcept { return delayMs; }
 
 private:
+    void begin(int delay, FxStage* stopStage);
+    void giveBack() noexcept;
+
     static constexpr int unchanged = -64; ///< a priority that nobody has
 
     FxChainHost& engine;
     RecursiveLock::Scope editGuard;
     RecursiveLock::Scope pumpGuard;
-    int delayMs;
+    int delayMs = 0;
     int savedWorkerPriority = unchanged; ///< of the playback thread
-    int savedPriority;                   ///< of the caller
+    const int savedPriority;             ///< of the caller
+    const int exceptionsBefore;          ///< that were passing when the edit began
     FxTime cutTime = 0;
     bool open = true;
 };
