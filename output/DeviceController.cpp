@@ -200,14 +200,10 @@ void DeviceController::onStart(void (*callback)(void*), void* context) {
 }
 
 void DeviceController::setRunning(bool runs) {
-    // The order keeps a moment with both set from being seen as neither.
-    if (runs) {
-        running.set();
-        halted.reset();
-    } else {
-        halted.set();
-        running.reset();
-    }
+    // For a moment neither is set, and who waits for one waits on. With both set a thread that
+    // follows the device would find it changed again and again.
+    (runs ? halted : running).reset();
+    (runs ? running : halted).set();
 }
 
 void DeviceController::stop() {

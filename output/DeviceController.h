@@ -93,7 +93,7 @@ public:
     int rate() const noexcept { return streamRate.load(std::memory_order_relaxed); } ///< Hz
     double driftRatio() const;
 
-    FlaggedEvent running; ///< the device plays; of these two exactly one is set
+    FlaggedEvent running; ///< the device plays; never set together with the other
     FlaggedEvent halted;  ///< the device stands
 
     /// Called with the device running, after each start.
