@@ -333,10 +333,12 @@ std::int64_t DeviceController::rewindTo(std::int64_t target) {
         std::int64_t firm = tracker.published();
         if (running.isSet()) {
             const FxTime now = clock.now();
-            firm = tracker.publish(now, written, rate()) + current->firmFrames();
+            const std::int64_t passed =
+                tracker.cursorPosition(current->position(), now, rate(), bufferFrames());
             // What follows would be written behind the cursor of a device that has run dry.
-            if (tracker.cursorPosition(current->position(), now, rate(), bufferFrames()) >= written)
-                stopLocked(written);
+            if (passed >= written) stopLocked(written);
+            // What the cursor has passed, or nearly, can't be replaced.
+            firm = std::max(tracker.publish(now, written, rate()), passed) + current->firmFrames();
         }
         end = std::min(std::max(target, firm), written);
 

@@ -41,14 +41,14 @@ bool PositionTracker::needsCursor(FxTime now, std::int64_t writtenEnd, int rate)
 }
 
 /// Frames from the last reading to `cursor`, on the lap that lies nearest to the estimate: after a
-/// stall the cursor may have gone round often.
+/// stall the cursor may have gone round often. Negative where smoothing ran ahead of the cursor.
 std::int64_t PositionTracker::unwrapped(int cursor, std::int64_t estimatedDelta,
                                         int bufferFrames) const {
     std::int64_t delta = cursor - lastPlayCursor;
     if (delta < 0) delta += bufferFrames;
     const std::int64_t laps =
         (estimatedDelta - delta + bufferFrames + bufferFrames / 2) / bufferFrames - 1;
-    return std::max<std::int64_t>(delta + laps * bufferFrames, 0);
+    return delta + laps * bufferFrames;
 }
 
 std::int64_t PositionTracker::cursorPosition(int cursor, FxTime now, int rate,

@@ -2,6 +2,8 @@
 
 #include "tests/support/Signals.h"
 
+#include <algorithm>
+
 namespace velorine::test {
 
 namespace {
@@ -15,9 +17,28 @@ void Programme::beginSegment() {
 
 void Programme::writeFrames(int frames) {
     Segment& segment = segments.back();
-    const auto samples = ramp(frames, 2, segment.base + segment.frames);
+    const auto samples = ramp(frames, format.channels, segment.base + segment.frames);
     segment.frames += frames;
     host.write(samples);
+}
+
+void Programme::writePermitted(int ms) {
+    const int perPiece = 9216 / (4 * format.channels);
+    for (int left = static_cast<int>(std::int64_t{ms} * format.rate / 1000); left > 0;) {
+        const int frames = std::min(left, perPiece);
+        Segment& segment = segments.back();
+        const auto samples = ramp(frames, format.channels, segment.base + segment.frames);
+        if (host.writeOnce(reinterpret_cast<const char*>(samples.data()), samples.size() * 4) == 0)
+            return;
+        segment.frames += frames;
+        left -= frames;
+    }
+}
+
+void Programme::open(const TrackFormat& wanted) {
+    format = wanted;
+    host.open(format.rate, format.channels, 32);
+    beginSegment();
 }
 
 void Programme::finish() {

@@ -3,26 +3,32 @@
 #include "tests/support/Heard.h"
 #include "tests/support/TestHost.h"
 
+#include <cstdint>
 #include <vector>
 
 namespace velorine::test {
 
-/// A host whose every frame is known by its value: 32-bit stereo at 48 kHz, a segment of its own
-/// for each track and each run of data behind a seek.
+/// What a track's samples are, besides 32 bits wide.
+struct TrackFormat {
+    int rate = 48000;
+    int channels = 2;
+};
+
+/// A host whose every frame is known by its value: a segment of its own for each track and each run
+/// of data behind a seek.
 class Programme {
 public:
-    static constexpr int rate = 48000;
-
     explicit Programme(const TestHost::Setup& setup = {}) : host(setup) {}
 
-    void open() {
-        host.open(rate, 2, 32);
-        beginSegment();
-    }
+    void open() { open(TrackFormat{}); }
+    void open(const TrackFormat& wanted);
 
     /// Writes `ms` more of the current segment, as the host is permitted to.
-    void writeMs(int ms) { writeFrames(ms * (rate / 1000)); }
+    void writeMs(int ms) { writeFrames(static_cast<int>(std::int64_t{ms} * format.rate / 1000)); }
     void writeFrames(int frames);
+
+    /// Writes what is permitted at this moment of `ms`.
+    void writePermitted(int ms);
 
     void seek(int ms) {
         host.out.Flush(ms);
@@ -37,6 +43,7 @@ public:
 
     /// What was heard, without the silence behind the last of it.
     std::vector<Stretch> stretches();
+
     std::int64_t now() { return host.clock.ticks(); }
 
     TestHost host;
@@ -44,6 +51,8 @@ public:
 
 private:
     void beginSegment();
+
+    TrackFormat format;
 };
 
 } // namespace velorine::test

@@ -54,7 +54,7 @@ std::vector<Stretch> stretches(const std::vector<HeardFrame>& heard,
     for (const HeardFrame& frame : heard) {
         Stretch single{Stretch::Kind::blend, -1, 0, 1, frame.tick};
         if (frame.value == 0) single.kind = Stretch::Kind::silence;
-        for (std::size_t i = 0; i < segments.size(); ++i) {
+        for (std::size_t i = 0; i < segments.size() && frame.value != 0; ++i) {
             const std::int64_t index = std::int64_t{frame.value} - segments[i].base;
             if (index < 0 || index >= segments[i].frames) continue;
             single = {Stretch::Kind::programme, static_cast<int>(i), static_cast<int>(index), 1,
@@ -98,9 +98,9 @@ std::string orderFault(const std::vector<Stretch>& list) {
     std::ostringstream fault;
     int segment = -1;
     int next = 0;    // frame of the segment that comes next
-    int blended = 0; // frames of a blend since the last programme
+    int blended = 0; // frames of a blend, or of silence in place of late ones, since then
     for (const Stretch& stretch : list) {
-        if (stretch.kind == Stretch::Kind::blend) blended += stretch.frames;
+        if (stretch.kind != Stretch::Kind::programme) blended += stretch.frames;
         if (stretch.kind != Stretch::Kind::programme) continue;
         if (stretch.segment < segment)
             fault << "segment " << stretch.segment << " again after " << segment << "\n";

@@ -71,9 +71,12 @@ public:
         const auto due = static_cast<std::int64_t>(static_cast<double>(elapsed) * format.rate *
                                                    owner.cardRate / 1e7);
         std::vector<std::byte>& heard = owner.log.back().frames;
-        for (; passed < due; ++passed) {
-            heard.insert(heard.end(), at(cursor), at(cursor) + format.blockAlign());
-            cursor = cursor + 1 == format.bufferFrames ? 0 : cursor + 1;
+        while (passed < due) {
+            const auto run = static_cast<int>(
+                std::min<std::int64_t>(due - passed, format.bufferFrames - cursor));
+            heard.insert(heard.end(), at(cursor), at(cursor + run));
+            cursor = (cursor + run) % format.bufferFrames;
+            passed += run;
         }
     }
 
