@@ -122,8 +122,11 @@ void DeviceController::openCommand() {
         // The feed thread sees the empty holder from here on, and no lock is held across the calls
         // of the platform.
         const RWLock::WriteScope device{deviceLock};
+        const RecursiveLock::Scope positions{positionLock};
         const RecursiveLock::Scope stream{streamLock};
         std::swap(current, spare);
+        setRunning(false);
+        tracker.forgetDrift();
         name = wantedDevice;
         guid = deviceGuidText;
         full = reopenFully;
@@ -154,6 +157,8 @@ void DeviceController::openCommand() {
     dataCursor = padCursor = preroll;
     paddedEnd = written;
     tracker.place(written, preroll);
+    tracker.raisePublished(written); // what the old buffer held will not be heard
+    streamPlaying = false;
     if (!current->isOpen()) return;
 
     applyVolume();
@@ -170,6 +175,7 @@ bool DeviceController::startCommand() {
         const RecursiveLock::Scope positions{positionLock};
         if (running.isSet()) return true;
         if (!current->isOpen()) return false;
+        if (written <= tracker.played()) return false; // dropped since the start was asked for
         const RecursiveLock::Scope stream{streamLock};
         applyVolume();
         if (current->play() != SoundBuffer::Result::ok) {

@@ -214,6 +214,21 @@ TEST_F(Controller, TheStreamsPositionGoesOnAcrossDevices) {
     EXPECT_EQ(controller.writtenEnd(), 21'000);
 }
 
+TEST_F(Controller, AnOpenOfARunningDeviceLeavesItStanding) {
+    open();
+    write(20'000);
+    controller.start();
+    clock.advance(100);
+    controller.open(false);
+    EXPECT_FALSE(sound.playing);
+    EXPECT_FALSE(controller.running.isSet());
+    EXPECT_TRUE(controller.halted.isSet());
+    EXPECT_EQ(controller.position(), 20'000);
+    write(20'000);
+    EXPECT_TRUE(controller.start());
+    EXPECT_TRUE(sound.playing);
+}
+
 TEST_F(Controller, WhileItOpensTheFeedThreadIsIdleAndNobodyIsLockedOut) {
     open();
     write(20'000);
@@ -356,6 +371,15 @@ TEST_F(Controller, AfterAStopOfTheDriverNothingStartsByItself) {
     controller.stop();
     clock.advance(5000);
     EXPECT_FALSE(sound.playing);
+}
+
+TEST_F(Controller, AStartThatComesAfterAStopStartsNothing) {
+    open();
+    write(20'000);
+    controller.stop();
+    EXPECT_FALSE(controller.start());
+    EXPECT_FALSE(sound.playing);
+    EXPECT_TRUE(controller.halted.isSet());
 }
 
 TEST_F(Controller, CloseGivesAllBack) {
