@@ -3,8 +3,10 @@
 #include "config/NamedPresets.h"
 #include "config/SettingText.h"
 
+#include <algorithm>
 #include <bit>
 #include <cassert>
+#include <cmath>
 
 namespace velorine {
 
@@ -36,7 +38,7 @@ RenderChain RunSettings::chain() {
     RenderChain chain;
     chain.kestrix = ChainStages::kestrix && flag("Eq", "enable");
     if (ChainStages::resampler && flag("Resample", "enable")) {
-        chain.outRate = static_cast<int>(std::max(number("Resample", "srate"), 0.0) + 0.5);
+        chain.outRate = static_cast<int>(std::lround(std::max(number("Resample", "srate"), 0.0)));
         chain.speed = number("Resample", "speed");
     }
     return chain;

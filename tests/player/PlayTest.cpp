@@ -5,9 +5,8 @@
 
 #include <sndfile.h>
 
-#include <signal.h>
-
 #include <chrono>
+#include <csignal>
 
 namespace velorine::test {
 namespace {

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
-#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -13,6 +12,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
@@ -188,6 +188,13 @@ Finished Program::finish() {
 
 Finished run(const std::vector<std::string>& arguments, const Program::Environment& environment) {
     return Program{arguments, environment}.finish();
+}
+
+Finished renderPlain(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "render");
+    for (const char* setting : {"Output/bits=1", "Eq/enable=0"})
+        arguments.insert(arguments.end(), {"--set", setting});
+    return run(arguments);
 }
 
 } // namespace velorine::test

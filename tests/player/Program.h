@@ -71,4 +71,7 @@ private:
 Finished run(const std::vector<std::string>& arguments,
              const Program::Environment& environment = {});
 
+/// `velorine render` with nothing on the way that could touch a sample.
+Finished renderPlain(std::vector<std::string> arguments);
+
 } // namespace velorine::test

@@ -47,8 +47,9 @@ Bytes hostData(const Decoded& decoded, int bits, int channels) {
     for (std::size_t frame = 0; frame < frames; ++frame)
         for (std::size_t channel = 0; channel < static_cast<std::size_t>(channels); ++channel) {
             // A channel that the file hasn't is one of the others, fainter.
-            const double sample = decoded.samples[frame * from + channel % from] /
-                                  static_cast<double>(1 + channel / from);
+            const std::size_t rounds = 1 + channel / from;
+            const double sample =
+                decoded.samples[frame * from + channel % from] / static_cast<double>(rounds);
             std::int64_t whole =
                 std::llround(std::clamp(sample, -1.0, 1.0) * (std::ldexp(1.0, bits - 1) - 1));
             if (bits == 8) whole += 128;
