@@ -38,19 +38,16 @@ OutputFile::OutputFile(const std::string& path) : target(resolved(path)) {
     struct stat facts {};
     if (stat(target.c_str(), &facts) == 0) {
         if (S_ISDIR(facts.st_mode)) throw OutputFileError("is a directory");
-        if (S_ISCHR(facts.st_mode)) {
-            isDevice = true;
-            temporary = target;
-            return;
-        }
+        if (S_ISCHR(facts.st_mode)) return;
         if (!S_ISREG(facts.st_mode)) throw OutputFileError("is not a regular file");
         if (access(target.c_str(), W_OK) != 0) throw OutputFileError(systemText(errno));
     }
     for (int number = 0; number < 1000; ++number) {
-        temporary = temporaryBeside(target, number);
-        const int made = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        const std::string name = temporaryBeside(target, number);
+        const int made = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (made >= 0) {
             close(made);
+            temporary = name;
             return;
         }
         if (errno != EEXIST) break;
@@ -59,19 +56,20 @@ OutputFile::OutputFile(const std::string& path) : target(resolved(path)) {
 }
 
 OutputFile::~OutputFile() {
-    if (!committed && !isDevice) unlink(temporary.c_str());
+    if (!temporary.empty()) unlink(temporary.c_str());
 }
 
 std::int64_t OutputFile::size() const {
     struct stat facts {};
-    if (isDevice || stat(temporary.c_str(), &facts) != 0) return -1;
+    if (temporary.empty() || stat(temporary.c_str(), &facts) != 0) return -1;
     return facts.st_size;
 }
 
 void OutputFile::commit() {
-    if (!isDevice && std::rename(temporary.c_str(), target.c_str()) != 0)
+    if (temporary.empty()) return;
+    if (std::rename(temporary.c_str(), target.c_str()) != 0)
         throw OutputFileError("cannot be written: " + systemText(errno));
-    committed = true;
+    temporary.clear();
 }
 
 bool isSameFile(const std::string& one, const std::string& other) {

@@ -22,7 +22,7 @@ public:
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    const std::string& writePath() const noexcept { return temporary; }
+    const std::string& writePath() const noexcept { return temporary.empty() ? target : temporary; }
 
     /// Bytes in it so far; -1 for a device, which keeps none.
     std::int64_t size() const;
@@ -32,9 +32,7 @@ public:
 
 private:
     std::string target;
-    std::string temporary;
-    bool isDevice = false; ///< the target is written as it is, as /dev/null
-    bool committed = false;
+    std::string temporary; ///< empty: nothing has to be moved or removed, as with /dev/null
 };
 
 /// Whether both names lead to one existing file.
