@@ -69,7 +69,9 @@ void PlaybackThread::waitWhileHalted() {
     const int timeoutMs = rest == Rest::none      ? quietMs
                           : rest == Rest::cleared ? releaseMs
                                                   : Kernel::forever;
+    if (rest == Rest::released) awake.require(false);
     const Woken woken = waitFor(playing, timeoutMs);
+    if (rest == Rest::released) awake.require(true);
     if (woken == Woken::deviceChanged) deviceActive = true;
     if (woken != Woken::timedOut) return;
 

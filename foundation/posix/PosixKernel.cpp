@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cassert>
 #include <chrono>
@@ -14,6 +15,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 namespace velorine {
 
@@ -23,10 +25,40 @@ using Clock = std::chrono::steady_clock;
 
 std::atomic<std::uint32_t> threadCount{0};
 
-/// A thread's condition variable, made when it first waits and kept, as waits are frequent.
+/// The condition variables that threads sleep on. One goes to the next thread when its own ends and
+/// is never deleted: a thread that wakes another does so without any lock, maybe a little late.
+class SleepingPlaces {
+public:
+    std::condition_variable* take() {
+        const std::lock_guard guard{mutex};
+        if (free.empty()) return new std::condition_variable;
+        std::condition_variable* const place = free.back();
+        free.pop_back();
+        return place;
+    }
+    void giveBack(std::condition_variable* place) {
+        const std::lock_guard guard{mutex};
+        free.push_back(place);
+    }
+
+private:
+    std::mutex mutex;
+    std::vector<std::condition_variable*> free;
+};
+
+SleepingPlaces& sleepingPlaces() {
+    static SleepingPlaces* const places = new SleepingPlaces; // outlives every thread
+    return *places;
+}
+
+/// The calling thread's, kept for as long as it runs, as waits are frequent.
 std::condition_variable& ownCondition() {
-    thread_local std::condition_variable condition;
-    return condition;
+    struct Holder {
+        std::condition_variable* const place = sleepingPlaces().take();
+        ~Holder() { sleepingPlaces().giveBack(place); }
+    };
+    thread_local Holder holder;
+    return *holder.place;
 }
 
 /// What a thread's priority means here. Idle isn't applied: without privileges the nice value could
@@ -37,10 +69,14 @@ int niceFor(int priority) {
     return 0;
 }
 
-void applyNice(pid_t tid, int priority) {
-    if (priority <= -15 || tid == 0) return;
-    setpriority(PRIO_PROCESS, static_cast<id_t>(tid), niceFor(priority)); // refusal is no error
+/// Gives thread `tid` the nice value for `priority`, unless `applied` says that it has it.
+void applyNice(pid_t tid, int priority, int& applied) {
+    if (priority <= -15 || tid == 0 || niceFor(priority) == applied) return;
+    applied = niceFor(priority);
+    setpriority(PRIO_PROCESS, static_cast<id_t>(tid), applied); // refusal is no error
 }
+
+constexpr int niceUnknown = 100; ///< of a thread whose nice value nobody has set yet
 
 /// A thread's priority as it was set, and the thread that gets the nice value for it: both change
 /// together, or two that set it at once would leave the one's value and the other's nice.
@@ -49,7 +85,7 @@ public:
     void set(int priority) {
         const std::lock_guard guard{mutex};
         value = priority;
-        applyNice(tid, value);
+        applyNice(tid, value, nice);
     }
     int get() {
         const std::lock_guard guard{mutex};
@@ -60,7 +96,7 @@ public:
     void attach() {
         const std::lock_guard guard{mutex};
         tid = gettid();
-        applyNice(tid, value);
+        applyNice(tid, value, nice);
     }
 
     /// The thread ends: its id may soon be another's.
@@ -72,6 +108,7 @@ public:
 private:
     std::mutex mutex; // a leaf, and held for one system call
     int value = 0;
+    int nice = niceUnknown;
     pid_t tid = 0; ///< 0: no thread yet, or no more
 };
 
@@ -89,6 +126,7 @@ struct ThreadRecord : SignalTable::Signal {
 /// Record of the calling thread if the system made it, and the priority of one that it didn't.
 thread_local ThreadRecord* ownRecord = nullptr;
 thread_local int foreignPriority = 0;
+thread_local int foreignNice = niceUnknown;
 
 /// Linux, on one mutex and a condition variable a thread.
 class PosixKernel final : public Kernel {
@@ -171,7 +209,7 @@ public:
             ownRecord->priority.set(priority);
         } else {
             foreignPriority = priority;
-            applyNice(gettid(), priority);
+            applyNice(gettid(), priority, foreignNice);
         }
     }
 
@@ -218,10 +256,21 @@ private:
     }
 
     void raise(SignalTable::Signal& signal, int count) {
-        const std::lock_guard guard{mutex};
-        SignalTable::raise(signal, count, [](SignalTable::Waiter& waiter) {
-            static_cast<ConditionWaiter&>(waiter).condition.notify_one();
-        });
+        // A thread that is woken under the mutex would block on it at once.
+        std::array<std::condition_variable*, 8> woken{};
+        std::size_t wokenCount = 0;
+        {
+            const std::lock_guard guard{mutex};
+            SignalTable::raise(signal, count, [&](SignalTable::Waiter& waiter) {
+                std::condition_variable& place = static_cast<ConditionWaiter&>(waiter).condition;
+                if (wokenCount < woken.size())
+                    woken[wokenCount++] = &place;
+                else
+                    place.notify_one();
+            });
+        }
+        for (std::size_t i = 0; i < wokenCount; ++i)
+            woken[i]->notify_one();
     }
 
     void runThread(ThreadRecord& record) {
