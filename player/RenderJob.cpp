@@ -1,12 +1,11 @@
 #include "player/RenderJob.h"
 
+#include "foundation/Kernel.h"
 #include "player/AudioFile.h"
 #include "player/Console.h"
 #include "player/Interruption.h"
 #include "player/ModuleHost.h"
 #include "player/OutputFile.h"
-
-#include <sched.h>
 
 #include <algorithm>
 #include <optional>
@@ -134,7 +133,7 @@ bool RenderJob::writeTail(ModuleHost& host) {
         if (bytes > 0)
             host.write(std::span{silence}.first(bytes));
         else
-            sched_yield();
+            kernel().sleep(0);
         if (interruption::requested()) return false;
     }
 }
@@ -146,7 +145,7 @@ bool RenderJob::write(ModuleHost& host, std::span<const std::byte> frames) {
         if (interruption::requested()) return false;
         const std::size_t bytes = std::min(host.permitted(), frames.size());
         if (bytes == 0) {
-            sched_yield();
+            kernel().sleep(0);
             continue;
         }
         host.write(frames.first(bytes));

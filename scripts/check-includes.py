@@ -25,8 +25,9 @@ MAY_INCLUDE = {
     "stages": STAGES | {"stages/resample"},
     "kestrix": CHAIN | {"config", "kestrix"},
     "host": DRIVER | STAGES | {"kestrix", "host"},
-    # The program is a host: it plays through the module's record.
-    "player": {"player", "host", "config", "foundation", "output", "kestrix"},
+    # The program is a host: it plays through the module's record, and limits what it decodes to what
+    # the converter takes.
+    "player": {"player", "host", "config", "foundation", "output", "kestrix", "stages/convert"},
 }
 PLATFORM = {"win32", "posix", "directsound", "pulse"}
 PLATFORM_HEADERS = re.compile(
