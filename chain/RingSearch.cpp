@@ -37,6 +37,8 @@ int indexAt(const FxRing& ring, std::int64_t frame, std::int32_t cursor) {
     }
     const FxBlock& block = ring.at(index);
     if (block.posStart == frame || (block.posStart < frame && frame < block.posEnd)) return index;
+    // Behind a hole; the reader has passed what lies before it, markers too.
+    if (block.posStart > frame && index > 0 && ring.at(index - 1).posEnd <= frame) return index;
 
     const int next = index + 1;
     if (next < count && block.posEnd <= frame && ring.at(next).posEnd > frame &&

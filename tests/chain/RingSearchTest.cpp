@@ -113,6 +113,18 @@ TEST_F(RingSearch, AMarkerAtTheEndIsMetOnceAndThenNoMore) {
     EXPECT_EQ(indexAt(ring, 10, 2), 2);
 }
 
+TEST_F(RingSearch, AMarkerBeforeAHoleIsMetOnce) {
+    appendTo(ring, countingBlock(arena, 10, 0, 0, 100));
+    appendTo(ring, markerOf(formatOf(int16, 1, 48000), 100));
+    FxBlock late = countingBlock(arena, 10, 50, 500, 600);
+    late.posStart = 50;
+    late.posEnd = 60;
+    ring.push(late);
+    EXPECT_EQ(indexAt(ring, 10, 1), 1);
+    EXPECT_EQ(indexAt(ring, 10, 2), 2);
+    EXPECT_EQ(indexAt(ring, 30, 2), 2);
+}
+
 TEST_F(RingSearch, ACursorBeyondACutRingFindsWhatFollows) {
     for (int i = 0; i < 8; ++i)
         appendTo(ring, countingBlock(arena, 10, 0, 100 * i, 100 * i + 100));
