@@ -6,7 +6,7 @@
  * `hMainWindow` and `hDllInstance` are the host's to fill before `Init`. On Windows the window is
  * the host's main window. Elsewhere it points to a VelorineHostWindow, and 0 and -1 mean none. */
 
-#include <stdint.h>
+#include <stdint.h> /* NOLINT(modernize-deprecated-headers): for C too */
 
 #ifdef __cplusplus
 extern "C" {
