@@ -46,7 +46,7 @@ public:
 
 private:
     struct Closer {
-        void operator()(sf_private_tag* file) const noexcept;
+        void operator()(sf_private_tag* opened) const noexcept;
     };
 
     std::int64_t decode(std::byte* to, std::int64_t count);

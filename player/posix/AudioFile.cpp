@@ -92,8 +92,8 @@ std::optional<Shortfall> shortfallIn(const std::string& log) {
     return found;
 }
 
-void AudioFile::Closer::operator()(sf_private_tag* file) const noexcept {
-    sf_close(file);
+void AudioFile::Closer::operator()(sf_private_tag* opened) const noexcept {
+    sf_close(opened);
 }
 
 AudioFile::AudioFile(const std::string& path) {

@@ -33,7 +33,8 @@ struct Threading {
 class EditStress : public testing::TestWithParam<Threading> {};
 
 TEST_P(EditStress, NothingIsLostRepeatedOrHeardOutOfOrder) {
-    const auto [mode, seed] = GetParam();
+    const TestClock::Mode mode = GetParam().mode;
+    const std::uint32_t seed = GetParam().seed;
     ChainRig rig{mode, seed};
     rig.chain.start();
     std::atomic<bool> done{false};

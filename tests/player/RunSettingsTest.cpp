@@ -40,7 +40,7 @@ TEST_F(RunSettingsTest, FactoryTuningStandsOverWhatIsStoredAndIsNotWritten) {
     store("Eq", "eq15", bitsOf(3.0F));
     store("Eq", "enable", 0);
     RunSettings settings{user, {}};
-    EXPECT_NEAR(settings.number("Eq", "eq15"), double{factoryTreble}, 1e-6);
+    EXPECT_NEAR(settings.number("Eq", "eq15"), static_cast<double>(factoryTreble), 1e-6);
     EXPECT_FALSE(settings.flag("Eq", "enable")) << "the user's own";
     EXPECT_EQ(user.store->dword(keyPath(settingsRoot, "Eq"), "eq15"), bitsOf(3.0F));
 }
