@@ -29,6 +29,7 @@ public:
     int canWrite();
 
 private:
+    void take(const char* data, int bytes);
     int leadingSilence(const char* data, int frames, const SampleFormat& format);
 
     HostStream& stream;

@@ -81,6 +81,18 @@ TEST_F(CanWrite, WakesTheChainAndTakesItsWishAsHeard) {
     EXPECT_TRUE(engine.playbackThread.wakeEvent.isSet()) << "wish or not";
 }
 
+TEST_F(CanWrite, CreditIsCountedDownWhileTheChainStarvesAndDecidesNothing) {
+    writeFrames(10);
+    ASSERT_EQ(stream.writeCredit.load(), 2);
+    feed.canWrite();
+    EXPECT_EQ(stream.writeCredit.load(), 2) << "it doesn't starve";
+    for (const int left : {1, 0, 0, 0}) {
+        engine.inputStarved.set();
+        EXPECT_EQ(feed.canWrite(), 9216);
+        EXPECT_EQ(stream.writeCredit.load(), left);
+    }
+}
+
 TEST_F(CanWrite, TheTimePlayedIsAskedEvenForAFreePermission) {
     engine.start(nullptr, false);
     writeFrames(20'000);

@@ -85,6 +85,16 @@ TEST_F(HostWrite, RunsAtAHighPriorityAndGivesItBack) {
     EXPECT_EQ(kernel().currentPriority(), 1);
 }
 
+TEST_F(HostWrite, EachWriteGivesCreditThatDecidesNothing) {
+    open(48000, 2, 16);
+    writeFrames(10);
+    EXPECT_EQ(stream.writeCredit.load(), 2);
+    stream.writeCredit.store(0);
+    const char byte = 0;
+    feed.write(&byte, 0); // one that takes nothing, too
+    EXPECT_EQ(stream.writeCredit.load(), 2);
+}
+
 TEST_F(HostWrite, TheEndOfFileFlagDecidesNothing) {
     open(48000, 2, 16);
     stream.endOfFile.store(true);
