@@ -32,14 +32,14 @@ void letOthersRun() {
 void HostFeed::write(const char* data, int bytes) {
     const PriorityScope raised{priorityHighest};
     if (naming.switchedOn()) naming.check();
-    take(data, bytes);
+    if (data && bytes > 0) take(data, bytes);
     stream.writeCredit.store(2);
 }
 
 void HostFeed::take(const char* data, int bytes) {
     const SampleFormat format = stream.format();
     const int frameBytes = bytesPerFrame(format);
-    if (bytes <= 0 || frameBytes <= 0 || format.channels > SampleConverter::maxChannels) return;
+    if (frameBytes <= 0 || format.channels > SampleConverter::maxChannels) return;
     const int frames = bytes / frameBytes;
 
     if (engine.output.outputMode != 0) stream.skipSilence.store(false);

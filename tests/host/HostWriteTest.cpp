@@ -49,6 +49,15 @@ TEST_F(HostWrite, NothingIsNoWrite) {
     EXPECT_EQ(stream.times().writtenEnd, 0);
 }
 
+TEST_F(HostWrite, NullDataIsNoWrite) {
+    transport.open(48000, 2, 16); // with the silence scan on, too
+    feed.write(nullptr, 4000);
+    stream.skipSilence.store(false);
+    feed.write(nullptr, 4000);
+    EXPECT_TRUE(hostRing().empty());
+    EXPECT_EQ(stream.times().writtenEnd, 0);
+}
+
 TEST_F(HostWrite, BeforeAnOpenThereIsNothingToWriteTo) {
     writeFrames(100);
     EXPECT_TRUE(hostRing().empty());
