@@ -38,8 +38,8 @@ void HostFeed::write(const char* data, int bytes) {
 
 void HostFeed::take(const char* data, int bytes) {
     const SampleFormat format = stream.format();
+    if (format.channels <= 0 || format.channels > SampleConverter::maxChannels) return;
     const int frameBytes = bytesPerFrame(format);
-    if (frameBytes <= 0 || format.channels > SampleConverter::maxChannels) return;
     const int frames = bytes / frameBytes;
 
     if (engine.output.outputMode != 0) stream.skipSilence.store(false);
@@ -83,7 +83,7 @@ int HostFeed::leadingSilence(const char* data, int frames, const SampleFormat& f
     silenceConverter.convert({data, frames, bytesPerFrame(format)}, firstChannel,
                              {values, frames, static_cast<int>(sizeof(float))}, asFloat);
 
-    const int limit = 2 * format.rate;
+    const std::int64_t limit = std::int64_t{2} * format.rate;
     int examined = stream.silenceFrames.load();
     int silent = 0;
     while (silent < frames && examined < limit && std::fabs(values[silent]) < silenceThreshold) {

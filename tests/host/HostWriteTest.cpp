@@ -72,6 +72,17 @@ TEST_F(HostWrite, ASeekStaysPendingWhereNothingIsWritten) {
     EXPECT_FALSE(stream.times().seekPending);
 }
 
+TEST_F(HostWrite, ChannelCountsThatNobodyCanPlayAreIgnored) {
+    for (const int channels : {0, -1, -2'147'483'647, 17, 1000, 1'000'000'000, 2'147'483'647}) {
+        open(48000, channels, 64);
+        write(std::vector<char>(4096, 1));
+        EXPECT_TRUE(hostRing().empty()) << channels;
+    }
+    open(48000, 16, 16);
+    write(std::vector<char>(320, 1));
+    EXPECT_EQ(hostRing().end(), 10);
+}
+
 TEST_F(HostWrite, WithoutARateTheTimeIsNotDivided) {
     open(0, 2, 16);
     writeFrames(3);

@@ -147,5 +147,16 @@ TEST_F(SilenceScan, ACloseAsksForItAgain) {
     EXPECT_EQ(stream.silenceFrames.load(), 0);
 }
 
+TEST_F(SilenceScan, AnAbsurdRateDoesNotOverflow) {
+    FeedRig rig;
+    rig.transport.open(2'147'483'647, 1, 16);
+    rig.write(Samples(10));
+    EXPECT_EQ(rig.hostRing().end(), 0);
+    FeedRig other;
+    other.transport.open(-5, 1, 16);
+    other.write(Samples(10));
+    EXPECT_EQ(other.hostRing().end(), 10) << "no time to search in";
+}
+
 } // namespace
 } // namespace velorine::test
