@@ -38,10 +38,10 @@ void FxEngine::start(RegistryNode* settings, bool showOutput) {
 
 int FxEngine::setPaused(bool on, int mask, int beepMask, bool wait) {
     const bool beepNow = beep.load(std::memory_order_relaxed) && (beepMask & 1) != 0;
-    const int before = tail.pausedBits.load(std::memory_order_relaxed);
-    if (!beepNow && mask == 0) return before;
+    if (!beepNow && mask == 0) return tail.pausedBits.load(std::memory_order_relaxed);
 
     const RecursiveLock::Scope pausing{pauseLock};
+    const int before = tail.pausedBits.load(std::memory_order_relaxed);
     const int now = on ? before | mask : before & ~mask;
     if (!beepNow && (before != 0) == (now != 0)) {
         tail.pausedBits.store(now, std::memory_order_relaxed);

@@ -187,6 +187,33 @@ TEST_F(TransportUnit, ABeepIsPutInWhereItIsAskedForAndLittleIsQueued) {
     engine.setPaused(false, 1, 0, false);
 }
 
+TEST(PauseWord, TwoThreadsThatChangeThePauseWordLoseNoBit) {
+    for (std::uint32_t seed = 1; seed < 30; ++seed) {
+        FeedRig rig{TestClock::Mode::serial, seed};
+        rig.engine.beep.store(false);
+        struct Setter final : Thread {
+            Setter(FxEngine& fxEngine, int bit) : engine(fxEngine), mask(bit) { start(false); }
+            ~Setter() override { join(); }
+            std::uint32_t run() override {
+                for (int i = 0; i < 20; ++i) {
+                    engine.setPaused(true, mask, 0, false);
+                    kernel().sleep(0);
+                    EXPECT_NE(engine.tail.pausedBits.load() & mask, 0);
+                    engine.setPaused(false, mask, 0, false);
+                }
+                return 0;
+            }
+            FxEngine& engine;
+            const int mask;
+        };
+        {
+            const Setter one{rig.engine, 2};
+            const Setter other{rig.engine, 4};
+        }
+        EXPECT_EQ(rig.engine.tail.pausedBits.load(), 0);
+    }
+}
+
 // -- Volume and pan ----------------------------------------------------------------------------
 
 TEST(HostVolume, BecomesHundredthsOfADecibelOnTheDevice) {
