@@ -43,7 +43,9 @@ public:
     /// Length of the current track, asked of the host once; 0 when it doesn't know.
     FxTime trackLength();
 
-    double deviceGain() const noexcept { return static_cast<double>(gain.load()); } ///< linear, as the device got it
+    double deviceGain() const noexcept {
+        return static_cast<double>(gain.load());
+    } ///< linear, as the device got it
 
     std::atomic<bool> fadeOnSeek{true};
     std::atomic<bool> fadeOnStop{true};

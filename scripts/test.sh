@@ -14,10 +14,10 @@ times=()
 
 scripts/packages.sh build test || exit 1
 
-build() { # preset
+build() { # preset [target]
     [ -f "build/$1/build.ninja" ] || cmake --preset "$1" >"$logs/$1-configure.log" 2>&1 ||
         { cat "$logs/$1-configure.log"; return 1; }
-    ninja -C "build/$1" >"$logs/$1-build.log" 2>&1 || { tail -n 60 "$logs/$1-build.log"; return 1; }
+    ninja -C "build/$1" ${2:+"$2"} >"$logs/$1-build.log" 2>&1 || { tail -n 60 "$logs/$1-build.log"; return 1; }
 }
 
 tests() { # preset
@@ -39,9 +39,9 @@ step_tsan() {
 }
 step_clang() { build clang; }
 step_fuzz() {
-    build fuzz || return 1
+    build fuzz fuzz/all || return 1
     local target corpus
-    for target in build/fuzz/fuzz/*Fuzz; do
+    for target in build/fuzz/fuzz/*_fuzz; do
         [ -x "$target" ] || continue
         corpus="build/fuzz/corpus-$(basename "$target")"
         mkdir -p "$corpus"
