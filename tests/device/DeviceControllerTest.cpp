@@ -20,7 +20,7 @@ using WriteResult = DeviceController::WriteResult;
 constexpr SampleFormat stereo48{sampleType::int16, 2, 48000, fullWidth};
 constexpr SampleFormat stereo44{sampleType::int16, 2, 44100, fullWidth};
 
-/// A controller over a sound system that answers as told.
+/// A controller over a sound system whose answers a test sets.
 class Controller : public testing::Test {
 protected:
     ~Controller() override { controller.stopThreads(); }

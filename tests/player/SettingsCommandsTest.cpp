@@ -123,6 +123,7 @@ TEST_F(SettingsCommandsTest, LoadedPresetIsTheSoundOfEachStart) {
 
     EXPECT_EQ(presets({"delete", "bright"}).exitCode, 0);
     EXPECT_EQ(presets({"list"}).out, "");
+    EXPECT_EQ(value("General/Active Preset"), "\n");
     run({"play", "--null", scratch.path("missing")}, environment());
     EXPECT_EQ(value("Eq/eq3"), "1.0\n");
 }
