@@ -171,12 +171,10 @@ TEST(TimesOfARunningHost, PlayAtTheRealPace) {
     host.write(second);
     int before = host.out.GetOutputTime();
     for (int i = 0; i < 8; ++i) {
-        std::size_t at = 0;
         const std::int64_t begin = host.clock.ticks();
         while (host.clock.ticks() < begin + 10'000'000) {
             const auto* const bytes = reinterpret_cast<const char*>(second.data());
             if (host.writeOnce(bytes, 9216) == 0) host.advance(1);
-            at += 9216;
         }
         const int now = host.out.GetOutputTime();
         EXPECT_NEAR(now - before, 1000, 15);
