@@ -10,9 +10,10 @@ inline std::int64_t roundToEven(double value) noexcept {
     return std::llrint(value);
 }
 
-/// `a * b / d` to nearest, ties away from zero; 0 when `d` is 0. Exact while the product fits 64 bits,
-/// which an hour at any audio rate does; beyond that (a host that gives absurd rates or times) within
-/// the extended precision's 64 bits, and held to +-2^62, so that a sum with a position stays valid.
+/// `a * b / d` to nearest, ties away from zero; 0 when `d` is 0. Exact while the product fits 64
+/// bits, which an hour at any audio rate does; beyond that (a host that gives absurd rates or
+/// times) within the extended precision's 64 bits, and held to +-2^62, so that a sum with a
+/// position stays valid.
 constexpr std::int64_t scaledRounded(std::int64_t a, std::int64_t b, std::int64_t d) noexcept {
     if (d == 0) return 0;
     std::int64_t product = 0;

@@ -43,7 +43,8 @@ TEST(Rounding, NothingDividesByNothing) {
 }
 
 TEST(ScaledRounded, ProductsBeyond64BitsStayRight) {
-    // 2^31 - 1 frames a second over 77 hours: 2147483647 * 2769283680000 / 10^7 = 594699141670398.1.
+    // 2^31 - 1 frames a second over 77 hours: 2147483647 * 2769283680000 / 10^7 =
+    // 594699141670398.1.
     EXPECT_EQ(scaledRounded(2'147'483'647, 2'769'283'680'000, 10'000'000), 594'699'141'670'398);
     EXPECT_EQ(scaledRounded(-2'147'483'647, 2'769'283'680'000, 10'000'000), -594'699'141'670'398);
     EXPECT_EQ(scaledRounded(INT64_MAX, 2, 4), 4'611'686'018'427'387'904);
