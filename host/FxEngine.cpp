@@ -3,6 +3,8 @@
 #include "chain/driver/FxChainEdit.h"
 #include "config/RegistryNode.h"
 
+#include <cmath>
+
 namespace velorine {
 
 namespace {
@@ -12,6 +14,7 @@ constexpr int beepDelayMs = 87; ///< with more than this queued a beep would com
 FxEngine::FxEngine(const Surroundings& surroundings) : FxChainHost(surroundings) {
     addStage(input);
     addStage(fader);
+    addStage(kestrix);
     addStage(tail);
 }
 
@@ -34,6 +37,22 @@ void FxEngine::exchangeBeepSetting(RegistryNode& node) {
 void FxEngine::start(RegistryNode* settings, bool showOutput) {
     if (settings) exchangeSettings(*settings);
     startChain(showOutput);
+}
+
+void FxEngine::applySettings(RegistryNode& node) {
+    FxChainEdit edit{*this, -1, nullptr};
+    exchangeSettings(node);
+    const KestrixParameters& processor = kestrix.parameters;
+    tail.gain.store(processor.enable ? 1.0 : std::pow(10.0, -processor.headroom / 20.0),
+                    std::memory_order_relaxed);
+    edit.commit();
+}
+
+void FxEngine::scaleMagnitude(double scale, int marginMs) {
+    FxChainEdit edit{*this, marginMs, nullptr};
+    kestrix.parameters.magnitudeScale = scale;
+    kestrix.rebuildPending = true;
+    edit.commit();
 }
 
 int FxEngine::setPaused(bool on, int mask, int beepMask, bool wait) {

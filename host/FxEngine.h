@@ -2,6 +2,7 @@
 
 #include "chain/driver/FxChainHost.h"
 #include "foundation/RecursiveLock.h"
+#include "kestrix/KestrixStage.h"
 #include "stages/FaderStage.h"
 #include "stages/TailStage.h"
 
@@ -26,6 +27,14 @@ public:
     /// Wires the stages, reads `settings` if there are any, and starts the playback thread.
     void start(RegistryNode* settings, bool showOutput);
 
+    /// Takes over settings while the chain runs: they are heard after the usual margin. With the
+    /// processor off the tail makes up for the headroom that its filters hold, so that both sound
+    /// equally loud.
+    void applySettings(RegistryNode& node);
+
+    /// How much of the processor's effect is applied, of its magnitude; heard after `margin`.
+    void scaleMagnitude(double scale, int marginMs);
+
     /// Changes the pause word: sets or clears the bits of `mask`. The chain is cut at the frame
     /// that plays, and a beep is put in there if `beepMask` asks for one and little is queued.
     ///
@@ -40,9 +49,11 @@ public:
     RecursiveLock pauseLock{LockRank::pause};
     TailStage tail;
     FaderStage fader;
+    KestrixStage kestrix;
     std::atomic<double> speed{1.0}; ///< tempo
     double secondSpeed = 1.0;       ///< of the second resampler, which takes no part
     std::atomic<bool> beep{true};   ///< a beep on pause
+    bool compareHalves = false;     ///< a recording has the effect in a track's first half alone
 };
 
 } // namespace velorine

@@ -4,6 +4,7 @@
 #include "foundation/Memory.h"
 #include "foundation/PriorityScope.h"
 #include "host/FxEngine.h"
+#include "host/HalfTrackComparison.h"
 #include "host/HostStream.h"
 #include "host/HostTimeLine.h"
 #include "host/TrackNaming.h"
@@ -63,6 +64,7 @@ void HostFeed::take(const char* data, int bytes) {
                                   nullptr, false, spliceMs);
         stream.fadeInKind.store(0);
     }
+    comparison.update();
     const std::int64_t skipped = std::int64_t{dropped} * frameBytes;
     engine.input.append(format, data + skipped, std::int64_t{frames} * frameBytes - skipped, start,
                         end);

@@ -8,6 +8,7 @@
 namespace velorine {
 
 class FxEngine;
+class HalfTrackComparison;
 class HostStream;
 class HostTimeLine;
 class HostWindow;
@@ -19,8 +20,9 @@ public:
     static constexpr int permission = 9216; ///< bytes; a constant, and no measure of any buffer
 
     HostFeed(HostStream& hostStream, FxEngine& fxEngine, HostTimeLine& hostTimeLine,
-             TrackNaming& trackNaming)
-        : stream(hostStream), engine(fxEngine), timeLine(hostTimeLine), naming(trackNaming) {}
+             TrackNaming& trackNaming, HalfTrackComparison& halfTrackComparison)
+        : stream(hostStream), engine(fxEngine), timeLine(hostTimeLine), naming(trackNaming),
+          comparison(halfTrackComparison) {}
 
     /// Takes `bytes` bytes; a part of a frame at their end is ignored.
     void write(const char* data, int bytes);
@@ -36,6 +38,7 @@ private:
     FxEngine& engine;
     HostTimeLine& timeLine;
     TrackNaming& naming;
+    HalfTrackComparison& comparison;
     SampleConverterHandle silenceConverter;
 };
 

@@ -165,6 +165,14 @@ void setModuleOptions(ModuleOptions options) {
     Module::instance().setOptions(std::move(options));
 }
 
+void changeSettings(const std::vector<ModuleOptions::Setting>& settings) {
+    onSession([&](Session& session) { session.changeSettings(settings); });
+}
+
+bool refreshSettings() {
+    return askSession(0, [](Session& session) { return session.refreshSettings() ? 1 : 0; }) != 0;
+}
+
 ModuleStatus moduleStatus() {
     const std::shared_ptr<Session> session = Module::instance().session();
     return session ? session->status() : ModuleStatus{};

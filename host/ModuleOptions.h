@@ -42,7 +42,7 @@ void setModuleOptions(ModuleOptions options);
 
 /// Which stages of the chain move or stretch what they play, besides those that only pass it on.
 struct ChainStages {
-    static constexpr bool kestrix = false;
+    static constexpr bool kestrix = true;
     static constexpr bool resampler = false;
 };
 
@@ -68,5 +68,15 @@ struct ModuleStatus {
 };
 
 ModuleStatus moduleStatus();
+
+/// Puts values over the stored ones while the module runs, for the rest of the run: heard within
+/// the flush margin, nothing of the stream is lost. Host's main thread; nothing happens outside of
+/// a run.
+void changeSettings(const std::vector<ModuleOptions::Setting>& settings);
+
+/// Takes over what another program changed in the stored settings since the last call, or since the
+/// run began. Host's main thread.
+/// @return whether anything had changed
+bool refreshSettings();
 
 } // namespace velorine

@@ -2,6 +2,7 @@
 
 #include "chain/driver/FxChainEdit.h"
 #include "config/EmbeddedPreset.h"
+#include "config/KeyTable.h"
 #include "config/NamedPresets.h"
 #include "config/RegistryNode.h"
 #include "foundation/CpuFeatures.h"
@@ -45,7 +46,8 @@ Session::Session(HostStream& hostStream, HostWindow& hostWindow, const ModuleOpt
       engine({clock, options.useSound ? options.sound : nullptr, RecorderFiles::native(),
               KeepAwake::native()}),
       timeLine(stream, engine), transport(stream, engine, timeLine, window),
-      naming(window, engine.output.recorder), feed(stream, engine, timeLine, naming) {}
+      naming(window, engine.output.recorder), comparison(stream, engine, transport),
+      feed(stream, engine, timeLine, naming, comparison) {}
 
 void Session::begin() {
     cpuFeatures();
@@ -60,11 +62,8 @@ void Session::begin() {
         else
             applyPreset(store);
     }
-    for (const ModuleOptions::Setting& setting : options.overlay) {
-        const SettingsValue value =
-            setting.text ? SettingsValue{*setting.text} : SettingsValue{setting.dword};
-        overlay.put(keyOf(setting.section), setting.name, value);
-    }
+    known = storedSettings();
+    overlaySettings(options.overlay);
     RegistryNode node{overlay, RegistryNode::read};
     engine.exchangeSettings(node);
     exchangeOwnSettings(node);
@@ -89,6 +88,40 @@ void Session::exchangeOwnSettings(RegistryNode& node) {
     double speed = engine.speed.load(std::memory_order_relaxed);
     node.exchangeDouble("Resample", "speed", speed);
     engine.speed.store(speed, std::memory_order_relaxed);
+}
+
+void Session::overlaySettings(const std::vector<ModuleOptions::Setting>& settings) {
+    for (const ModuleOptions::Setting& setting : settings) {
+        const SettingsValue value =
+            setting.text ? SettingsValue{*setting.text} : SettingsValue{setting.dword};
+        overlay.put(keyOf(setting.section), setting.name, value);
+    }
+}
+
+void Session::applySettings() {
+    RegistryNode node{overlay, RegistryNode::read};
+    engine.applySettings(node);
+    exchangeOwnSettings(node);
+}
+
+void Session::changeSettings(const std::vector<ModuleOptions::Setting>& settings) {
+    overlaySettings(settings);
+    applySettings();
+}
+
+std::vector<std::optional<SettingsValue>> Session::storedSettings() {
+    std::vector<std::optional<SettingsValue>> values;
+    for (const SettingKey& key : settingKeys())
+        values.push_back(store.value(key.key(), key.name));
+    return values;
+}
+
+bool Session::refreshSettings() {
+    std::vector<std::optional<SettingsValue>> stored = storedSettings();
+    if (stored == known) return false;
+    known = std::move(stored);
+    applySettings();
+    return true;
 }
 
 void Session::applyRecording() {

@@ -5,11 +5,15 @@
 #include "foundation/SystemClock.h"
 #include "host/BackgroundThread.h"
 #include "host/FxEngine.h"
+#include "host/HalfTrackComparison.h"
 #include "host/HostFeed.h"
 #include "host/HostTimeLine.h"
 #include "host/ModuleOptions.h"
 #include "host/TrackNaming.h"
 #include "host/Transport.h"
+
+#include <optional>
+#include <vector>
 
 namespace velorine {
 
@@ -29,9 +33,16 @@ public:
 
     ModuleStatus status();
 
+    /// As `changeSettings` and `refreshSettings` of the module.
+    void changeSettings(const std::vector<ModuleOptions::Setting>& settings);
+    bool refreshSettings();
+
 private:
     void exchangeOwnSettings(RegistryNode& node);
     void applyRecording();
+    void overlaySettings(const std::vector<ModuleOptions::Setting>& settings);
+    void applySettings();
+    std::vector<std::optional<SettingsValue>> storedSettings();
 
     HostStream& stream;
     HostWindow& window;
@@ -42,6 +53,7 @@ private:
     CopyOnWriteStore unsaved;  ///< takes the writes of a run that stores nothing
     SettingsStore& store;      ///< what is saved to
     OverlayStore overlay;      ///< what is read
+    std::vector<std::optional<SettingsValue>> known; ///< the stored values last taken over
 
     FxEngine engine;
 
@@ -51,6 +63,7 @@ public:
 
 private:
     TrackNaming naming;
+    HalfTrackComparison comparison;
 
 public:
     HostFeed feed;

@@ -1,5 +1,7 @@
 #include "kestrix/FftPlan.h"
 
+#include "foundation/LockRank.h"
+
 #include <fftw3.h>
 
 #include <new>
@@ -16,9 +18,17 @@ fftwf_complex* raw(Complex* values) {
 
 std::atomic<int> FftPlannerUse::users{0};
 
-RecursiveLock& fftPlannerLock() {
-    static RecursiveLock lock{LockRank::planner};
-    return lock;
+std::recursive_mutex FftPlanning::mutex;
+int FftPlanning::depth = 0;
+
+FftPlanning::FftPlanning() {
+    mutex.lock();
+    if (depth++ == 0) noteLockTaken(LockRank::planner);
+}
+
+FftPlanning::~FftPlanning() {
+    if (--depth == 0) noteLockGiven(LockRank::planner);
+    mutex.unlock();
 }
 
 FftPlan::~FftPlan() {
@@ -26,13 +36,13 @@ FftPlan::~FftPlan() {
 }
 
 void FftPlan::destroy() {
-    const RecursiveLock::Scope planning{fftPlannerLock()};
+    const FftPlanning planning;
     if (plan) fftwf_destroy_plan(plan);
     plan = nullptr;
 }
 
 void FftPlan::planComplex(int length, Complex* in, Complex* out, FftDirection direction) {
-    const RecursiveLock::Scope planning{fftPlannerLock()};
+    const FftPlanning planning;
     destroy();
     const int sign = direction == FftDirection::forward ? FFTW_FORWARD : FFTW_BACKWARD;
     plan = fftwf_plan_dft_1d(length, raw(in), raw(out), sign, FFTW_ESTIMATE);
@@ -40,7 +50,7 @@ void FftPlan::planComplex(int length, Complex* in, Complex* out, FftDirection di
 }
 
 void FftPlan::planToReal(int length, Complex* in, float* out) {
-    const RecursiveLock::Scope planning{fftPlannerLock()};
+    const FftPlanning planning;
     destroy();
     plan = fftwf_plan_dft_c2r_1d(length, raw(in), out, FFTW_ESTIMATE);
     if (!plan) throw std::bad_alloc();

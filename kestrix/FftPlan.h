@@ -1,9 +1,8 @@
 #pragma once
 
-#include "foundation/RecursiveLock.h"
-
 #include <atomic>
 #include <complex>
+#include <mutex>
 
 struct fftwf_plan_s;
 
@@ -11,9 +10,21 @@ namespace velorine {
 
 using Complex = std::complex<float>;
 
-/// The one lock around all FFT planning of the process: planning works on state that all plans
-/// share. Executing a plan needs none.
-RecursiveLock& fftPlannerLock();
+/// Holds the one lock around all FFT planning of the process, which works on state that all plans
+/// share. May be nested. Executing a plan needs none. Any thread.
+class FftPlanning {
+public:
+    FftPlanning();
+    ~FftPlanning();
+    FftPlanning(const FftPlanning&) = delete;
+    FftPlanning& operator=(const FftPlanning&) = delete;
+
+private:
+    // Of the process and not of an engine, so it outlives each kernel's events; nothing is waited
+    // for while it is held.
+    static std::recursive_mutex mutex;
+    static int depth;
+};
 
 /// One user of the planner for as long as it lives. Shared state of the planner may only be given
 /// up while there is none.

@@ -1,18 +1,10 @@
 #include "player/RenderWindow.h"
 
+#include "kestrix/FrameSizes.h"
+
 #include <cmath>
 
 namespace velorine {
-
-namespace {
-
-constexpr double kestrixFrameSeconds = 0.045;
-
-} // namespace
-
-int kestrixFrameLength(int rate) noexcept {
-    return static_cast<int>(std::nearbyint(rate * kestrixFrameSeconds)) & ~3;
-}
 
 /// The record, the fader and the tail hand frames on one for one: output frame i is input frame i.
 ///
@@ -23,12 +15,13 @@ int kestrixFrameLength(int rate) noexcept {
 /// The resampler's first output frame stands at its first input frame, so that it moves none; it
 /// sets the length. What the stages still hold at the programme's end comes out as zeros are
 /// written behind it, for as long as the recording isn't complete.
-RenderWindow renderWindow(std::int64_t frames, int rate, const RenderChain& chain) noexcept {
+RenderWindow renderWindow(std::int64_t frames, int rate, const RenderChain& chain) {
     constexpr std::int64_t resamplerShift = 0; // output frames
     const int outRate = chain.outRate > 0 ? chain.outRate : rate;
 
     RenderWindow window;
-    window.leadFrames = chain.kestrix ? kestrixFrameLength(rate) / 2 : 0;
+    window.leadFrames =
+        chain.kestrix ? computeFrameSizes(static_cast<float>(rate)).frameLen / 2 : 0;
     window.skipFrames = resamplerShift;
     if (outRate == rate && chain.speed == 1.0)
         window.frameCount = frames; // exact, however long

@@ -18,10 +18,7 @@ struct RenderWindow {
     std::int64_t frameCount = 0; ///< output: frames that are
 };
 
-/// Frames of 45 ms that the processor works in, as it takes them at this rate.
-int kestrixFrameLength(int rate) noexcept;
-
 /// The window for a programme of `frames` input frames.
-RenderWindow renderWindow(std::int64_t frames, int rate, const RenderChain& chain) noexcept;
+RenderWindow renderWindow(std::int64_t frames, int rate, const RenderChain& chain);
 
 } // namespace velorine

@@ -2,6 +2,7 @@
 
 #include "foundation/KeepAwake.h"
 #include "host/FxEngine.h"
+#include "host/HalfTrackComparison.h"
 #include "host/HostFeed.h"
 #include "host/HostStream.h"
 #include "host/HostTimeLine.h"
@@ -27,7 +28,9 @@ public:
 /// until a test starts it: what is written stays in the host ring.
 struct FeedRig {
     explicit FeedRig(TestClock::Mode mode = TestClock::Mode::serial, std::uint32_t seed = 0)
-        : clock(mode, seed) {}
+        : clock(mode, seed) {
+        engine.kestrix.parameters.enable = false; // what comes out is what went in
+    }
 
     /// Opens a track and lets its first sound through, so that no silence is dropped.
     void open(int rate, int channels, int bits) {
@@ -59,7 +62,8 @@ struct FeedRig {
     HostTimeLine timeLine{stream, engine};
     Transport transport{stream, engine, timeLine, window};
     TrackNaming naming{window, engine.output.recorder};
-    HostFeed feed{stream, engine, timeLine, naming};
+    HalfTrackComparison comparison{stream, engine, transport};
+    HostFeed feed{stream, engine, timeLine, naming, comparison};
 };
 
 } // namespace velorine::test

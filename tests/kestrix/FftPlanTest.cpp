@@ -56,7 +56,7 @@ TEST(FftPlan, HoldersAreCountedForAsLongAsTheyStand) {
 }
 
 TEST(FftPlan, PlanningNestsInTheOneLock) {
-    const RecursiveLock::Scope outer{fftPlannerLock()};
+    const FftPlanning outer;
     AlignedArray<Complex> in;
     AlignedArray<Complex> out;
     in.resize(32);
