@@ -153,6 +153,7 @@ TEST_P(RandomCalls, NeverCrashNorHangNorLeaveALock) {
     setup.fadeOnSeek = seed % 3 != 0;
     setup.fadeOnStop = seed % 4 != 0;
     setup.withSound = seed % 5 != 0;
+    setup.kestrix = seed % 3 == 1;
     setup.seed = seed % 2 == 0 ? seed : 0;
     TestHost host{setup};
     AnyArgument any{seed};
@@ -179,6 +180,7 @@ TEST_P(RandomCallsAtOnce, NeverCrashNorHangNorLeaveALock) {
     const std::uint32_t seed = GetParam();
     TestHost::Setup setup;
     setup.beep = seed % 2 == 0;
+    setup.kestrix = seed % 3 == 0;
     setup.seed = seed;
     setup.mode = seed % 2 == 0 ? TestClock::Mode::serial : TestClock::Mode::parallel;
     TestHost host{setup};
