@@ -6,6 +6,7 @@
 #include "player/Play.h"
 #include "player/Render.h"
 #include "player/SettingsCommands.h"
+#include "player/Spectrum.h"
 
 #include <CLI/CLI.hpp>
 
@@ -30,6 +31,7 @@ public:
         app.get_formatter()->column_width(34);
         addPlay();
         addRender();
+        addSpectrum();
         addDevices();
         addSettings();
         addPresets();
@@ -71,6 +73,18 @@ private:
         addSetOption(*sub, rendering.settings);
         addFiles(*sub, rendering.files);
         sub->final_callback([this] { command = [this] { return render(rendering, console); }; });
+    }
+
+    void addSpectrum() {
+        CLI::App* const sub = app.add_subcommand(
+            "spectrum", "Draws a file's spectrum before and after the processor.");
+        sub->add_option("-o,--output", picture.output, "The picture")
+            ->type_name("OUT.png")
+            ->required();
+        addSetOption(*sub, picture.settings);
+        sub->add_option("FILE", picture.file, "Audio file")->type_name("")->required();
+        sub->final_callback(
+            [this] { command = [this] { return drawSpectrum(picture, console); }; });
     }
 
     void addDevices() {
@@ -178,6 +192,7 @@ private:
     CLI::App app{"An audio player around the Velorine engine.", "velorine"};
     PlayRequest playing;
     RenderRequest rendering;
+    SpectrumRequest picture;
     std::string text; ///< the one argument of a settings or presets command
     std::function<ExitCode()> command;
 };

@@ -14,6 +14,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int idleMs = 10; ///< between two looks at what the module permits
 constexpr auto statusPeriod = std::chrono::milliseconds{100};
+constexpr auto settingsPeriod = std::chrono::seconds{1};
 
 ModuleOptions optionsFor(const PlayRequest& request) {
     ModuleOptions options;
@@ -53,10 +54,15 @@ private:
 void playAll(Playback& playback, DeviceCheck device, Console& console) {
     Keyboard keyboard; // gives the terminal back before the module plays out its fade
     Clock::time_point shown{};
+    Clock::time_point refreshed = Clock::now();
     while (!interruption::requested() && !playback.isOver()) {
         const bool moved = playback.feed();
         if (const auto key = keyboard.wait(moved ? 0 : idleMs)) playback.obey(*key);
         device.look();
+        if (Clock::now() - refreshed >= settingsPeriod) {
+            refreshed = Clock::now();
+            refreshSettings(); // 'velorine settings' and 'presets' are heard at once
+        }
         if (!console.isTerminal() || Clock::now() - shown < statusPeriod) continue;
         shown = Clock::now();
         console.showLive(statusLine(playback.state(), console.columns(), console.hasColour()));

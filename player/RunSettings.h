@@ -20,6 +20,9 @@ public:
     bool flag(std::string_view section, std::string_view name);
     double number(std::string_view section, std::string_view name); ///< of a real setting
 
+    /// All of them, for classes that exchange their settings.
+    SettingsStore& store() { return values; }
+
     /// What the chain will do to place and length of what it plays.
     RenderChain chain();
 

@@ -27,7 +27,8 @@ MAY_INCLUDE = {
     "host": DRIVER | STAGES | {"kestrix", "host"},
     # The program is a host: it plays through the module's record, and limits what it decodes to what
     # the converter takes.
-    "player": {"player", "host", "config", "foundation", "output", "kestrix", "stages/convert"},
+    "player": {"player", "host", "config", "foundation", "output", "chain", "kestrix",
+               "stages/convert"},
 }
 PLATFORM = {"win32", "posix", "directsound", "pulse"}
 PLATFORM_HEADERS = re.compile(

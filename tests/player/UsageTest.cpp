@@ -14,7 +14,7 @@ TEST(Usage, VersionAndHelpAreData) {
 
     const Finished help = run({"--help"});
     EXPECT_EQ(help.exitCode, 0);
-    for (const char* command : {"play", "render", "devices", "settings", "presets"})
+    for (const char* command : {"play", "render", "spectrum", "devices", "settings", "presets"})
         EXPECT_NE(help.out.find(command), std::string::npos) << command;
     EXPECT_EQ(help.err, "");
     EXPECT_NE(run({"play", "--help"}).out.find("space pause"), std::string::npos);
