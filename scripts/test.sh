@@ -32,7 +32,8 @@ step_style() {
 }
 step_release() { tests release; }
 step_asan() {
-    ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 UBSAN_OPTIONS=print_stacktrace=1 tests asan
+    ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+        LSAN_OPTIONS="print_suppressions=0:suppressions=$PWD/tests/lsan.supp" tests asan
 }
 step_tsan() {
     TSAN_OPTIONS="halt_on_error=1:suppressions=$PWD/tests/tsan.supp" tests tsan

@@ -34,6 +34,9 @@ void check(bool done, const char* what) {
     std::vector<std::string> variables{"TERM=xterm"};
     for (const auto& [name, value] : environment)
         variables.push_back(name + "=" + value);
+    for (const char* const sanitizer : {"ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"})
+        if (const char* const options = std::getenv(sanitizer))
+            variables.push_back(std::string{sanitizer} + "=" + options);
     std::vector<std::string> words{VELORINE_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const auto pointers = [](std::vector<std::string>& texts) {
