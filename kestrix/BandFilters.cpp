@@ -120,8 +120,8 @@ void BandFilters::drawCurves(const KestrixParameters& parameters, float binsPerH
 /// Gain and delay as complex numbers, and each band's part of them.
 void BandFilters::drawResponse(const KestrixParameters& parameters, float rate, float binsPerHz) {
     const int n = sizes.fftLen;
-    const long double headroom =
-        std::pow(10.0, -parameters.headroom / 20.0); // so that lifted levels fit
+    const auto headroom = static_cast<long double>(
+        std::pow(10.0, -parameters.headroom / 20.0)); // so that lifted levels fit
     const auto length = static_cast<long double>(n);
     for (int k = 0; k <= n / 2; ++k) {
         // Once for the transform of the filters, once for the pair that the audio goes through.

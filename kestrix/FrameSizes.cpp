@@ -20,8 +20,9 @@ int fourFold(double frames) {
 } // namespace
 
 FrameSizes computeFrameSizes(float rate) {
-    const double hz =
-        std::isfinite(rate) ? std::clamp<double>(rate, lowestRate, highestRate) : highestRate;
+    const double hz = std::isfinite(rate)
+                          ? std::clamp(static_cast<double>(rate), lowestRate, highestRate)
+                          : highestRate;
     FrameSizes sizes;
     sizes.frameLen = fourFold(frameMs * hz / 1000.0);
     const int pad = fourFold(padMs * hz / 1000.0);

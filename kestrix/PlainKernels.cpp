@@ -18,10 +18,10 @@ void windowPairs(const float* from, const float* window, int pairs, float* to) {
 void measureBins(const float* spectrum, int length, float* energy, float* difference) {
     energy[0] = difference[0] = 0.0F;
     for (int k = 1; k < length / 2; ++k) {
-        const double aRe = spectrum[2 * k];
-        const double aIm = spectrum[2 * k + 1];
-        const double bRe = spectrum[2 * (length - k)];
-        const double bIm = spectrum[2 * (length - k) + 1];
+        const auto aRe = static_cast<double>(spectrum[2 * k]);
+        const auto aIm = static_cast<double>(spectrum[2 * k + 1]);
+        const auto bRe = static_cast<double>(spectrum[2 * (length - k)]);
+        const auto bIm = static_cast<double>(spectrum[2 * (length - k) + 1]);
         const double p = (aRe + bRe) * 0.5; // left
         const double s = (aIm - bIm) * 0.5;
         const double r = (aIm + bIm) * 0.5; // right
@@ -68,7 +68,7 @@ void clipPairs(const float* from, int pairs, float* to) {
     for (int i = 0; i < pairs; ++i) {
         const float left = from[2 * i];
         const float right = from[2 * i + 1];
-        const double peak = std::max(std::abs(left), std::abs(right));
+        const auto peak = static_cast<double>(std::max(std::abs(left), std::abs(right)));
         const double out = softClipSample(peak);
         const auto factor = static_cast<float>(peak != 0.0 ? out / peak : out);
         to[2 * i] = left * factor;

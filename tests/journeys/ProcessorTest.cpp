@@ -79,9 +79,9 @@ TEST(Processor, AChangedSettingIsHeardWithinItsMarginAndNothingIsLost) {
     std::int64_t call = 0;
     const std::vector<HeardFrame> plain = heardWith(withProcessor(), call, [](TestHost&) {});
     for (const auto& [name, value] : changes) {
-        const auto heard = heardWith(withProcessor(), call, [&](TestHost&) {
-            changeSettings({{"Eq", name, value, {}}});
-        });
+        const ModuleOptions::Setting setting{"Eq", name, value, {}};
+        const auto heard =
+            heardWith(withProcessor(), call, [&](TestHost&) { changeSettings({setting}); });
         const std::size_t at = firstDifference(plain, heard);
         ASSERT_LT(at, heard.size()) << name;
         EXPECT_GT(heard[at].tick, call) << name;

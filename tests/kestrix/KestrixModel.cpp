@@ -126,7 +126,9 @@ void KestrixModel::design() {
     const int half = fftLen / 2;
     // Places on the axis are singles by definition; all that is worked out from them is not.
     const float binsPerHz = static_cast<float>(fftLen) / static_cast<float>(rate);
-    const auto placeOf = [&](double hz) -> double { return static_cast<float>(hz) * binsPerHz; };
+    const auto placeOf = [&](double hz) -> double {
+        return static_cast<double>(static_cast<float>(hz) * binsPerHz);
+    };
 
     std::vector<Point> gains;
     std::vector<Point> delays;
