@@ -17,14 +17,14 @@ STAGES = CHAIN | {"stages", "config"}
 MAY_INCLUDE = {
     "foundation": FOUNDATION,
     "stages/convert": CONVERT,
-    "stages/resample": FOUNDATION | {"stages/resample"},
+    "stages/resample": CHAIN | {"config", "stages/resample"},
     "config": FOUNDATION | {"config"},
     "output": OUTPUT,
     "chain": CHAIN,
     "chain/driver": DRIVER,
-    "stages": STAGES | {"stages/resample"},
+    "stages": STAGES,
     "kestrix": CHAIN | {"config", "kestrix"},
-    "host": DRIVER | STAGES | {"kestrix", "host"},
+    "host": DRIVER | STAGES | {"stages/resample", "kestrix", "host"},
     # The program is a host: it plays through the module's record, and limits what it decodes to what
     # the converter takes.
     "player": {"player", "host", "config", "foundation", "output", "chain", "kestrix",
