@@ -40,6 +40,14 @@ struct FxPos {
         const std::uint64_t sum = a.frac + b.frac;
         return {a.whole + b.whole + (sum < a.frac ? 1 : 0), sum};
     }
+
+    /// As many sums, `count` 0 or above.
+    friend constexpr FxPos operator*(const FxPos& step, std::uint32_t count) {
+        const std::uint64_t low = (step.frac & 0xFFFFFFFF) * count;
+        const std::uint64_t high = (step.frac >> 32) * count + (low >> 32);
+        return {step.whole * count + static_cast<std::int64_t>(high >> 32),
+                (high << 32) | (low & 0xFFFFFFFF)};
+    }
     FxPos& operator+=(const FxPos& other) { return *this = *this + other; }
     friend constexpr bool operator==(const FxPos& a, const FxPos& b) = default;
 };

@@ -27,14 +27,13 @@ TablePlace placeOf(const FxPos& position, int tableRows) {
 
 /// The sums over a frame's taps of both channels, one for each term, taken together at `t`.
 template <typename Number>
-void sumTaps(const std::int32_t* x, const Number* row, int taps, int stride, Number t,
-             Number (&y)[2]) {
+void sumTaps(const std::int32_t* x, const Number* row, int taps, Number t, Number (&y)[2]) {
     Number sums[ResampleFilter::terms][2] = {};
     for (int term = 0; term < ResampleFilter::terms; ++term)
         for (int j = 0; j < 2 * taps; ++j)
             for (int channel = 0; channel < 2; ++channel)
                 sums[term][channel] +=
-                    static_cast<Number>(x[2 * j + channel]) * row[term * stride + j];
+                    static_cast<Number>(x[2 * j + channel]) * row[ResampleFilter::place(term, j)];
     for (int channel = 0; channel < 2; ++channel)
         y[channel] = ((sums[0][channel] * t + sums[1][channel]) * t + sums[2][channel]) * t +
                      sums[3][channel];
@@ -49,7 +48,7 @@ void runDithered(const ResampleRun& run) {
         const TablePlace place = placeOf(position, filter.tableRows);
         const std::int32_t* const x = run.window + 2 * (run.firstTap + position.whole);
         double y[2];
-        sumTaps(x, filter.row(place.row), filter.taps, filter.rowStride, place.t, y);
+        sumTaps(x, filter.row(place.row), filter.taps, place.t, y);
         for (int channel = 0; channel < 2; ++channel) {
             const double dithered = run.gain * y[channel] + run.dither->triangular();
             const auto word =
@@ -68,8 +67,7 @@ void runPairs(const ResampleRun& run) {
         const TablePlace place = placeOf(position, filter.tableRows);
         const std::int32_t* const x = run.window + 2 * (run.firstTap + position.whole);
         float y[2];
-        sumTaps(x, filter.rowFloat(place.row), filter.taps, filter.rowStride,
-                static_cast<float>(place.t), y);
+        sumTaps(x, filter.rowFloat(place.row), filter.taps, static_cast<float>(place.t), y);
         for (int channel = 0; channel < 2; ++channel)
             run.to[2 * i + channel] = static_cast<std::int32_t>(roundToEven(
                 std::clamp(run.gain * static_cast<double>(y[channel]), -0x1p31, 0x1p31 - 1.0)));

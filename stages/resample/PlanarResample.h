@@ -13,9 +13,9 @@ namespace velorine {
 /// file that is built for other instructions has a `Lanes` of its own, so that no function exists
 /// in two forms.
 ///
-/// `Lanes`: a `Number`, `count` of them in a `Vector`; `load`, `loadHalf` (`count / 2` of them and
-/// zeros; only where `count` is 8), `splat`, `times` (a b), `plusTimes` (a + b c), and `finish`,
-/// which adds up the four vectors' lanes, times `gain`, clamped and rounded, to four integers.
+/// `Lanes`: a `Number`, `count` of them in a `Vector`; `separate`, which takes `count` frames
+/// apart; `load`, `splat`, `plusTimes` (a + b c), and `finish`, which adds up the four vectors'
+/// lanes, times `gain`, clamped and rounded, to four integers.
 template <typename Lanes>
 class PlanarResample {
     using Number = typename Lanes::Number;
@@ -27,38 +27,39 @@ public:
         const int span = (run.windowFrames + 15) & ~15;
         auto* const left = static_cast<Number*>(run.scratch);
         auto* const right = left + span;
-        for (int i = 0; i < run.windowFrames; ++i) {
+        int done = 0;
+        for (; done + Lanes::count <= run.windowFrames; done += Lanes::count)
+            Lanes::separate(run.window + 2 * done, left + done, right + done);
+        for (int i = done; i < run.windowFrames; ++i) {
             left[i] = static_cast<Number>(run.window[2 * i]);
             right[i] = static_cast<Number>(run.window[2 * i + 1]);
         }
 
         std::uint64_t fraction = run.position.frac;
         std::int64_t whole = run.firstTap;
-        const auto sumNext = [&](Vector& sumLeft, Vector& sumRight) {
-            const double rest =
-                1.0 - static_cast<double>(static_cast<std::int64_t>(fraction >> 11)) * 0x1p-53;
-            const double u = rest * filter.tableRows;
+        const auto nextFrame = [&] {
+            const auto share = static_cast<double>(static_cast<std::int64_t>(fraction >> 11));
+            const double u = (1.0 - share * 0x1p-53) * filter.tableRows;
             const int row = static_cast<int>(u);
-            sumTaps(rowOf(filter, row), filter.rowStride, left + whole, right + whole,
-                    static_cast<Number>(u - row), sumLeft, sumRight);
+            const Frame frame{rowOf(filter, row), left + whole, right + whole,
+                              static_cast<Number>(u - row)};
             const std::uint64_t next = fraction + run.step.frac;
             whole += run.step.whole + (next < fraction ? 1 : 0);
             fraction = next;
+            return frame;
         };
-        Vector sums[4];
         int i = 0;
         for (; i + 2 <= run.frames; i += 2) {
-            sumNext(sums[0], sums[1]);
-            sumNext(sums[2], sums[3]);
-            Lanes::finish(sums, run.gain, run.to + 2 * i);
+            const Frame first = nextFrame();
+            const Frame second = nextFrame();
+            sumTaps(first, second, filter, run.gain, run.to + 2 * i);
         }
         if (i == run.frames) return;
-        sumNext(sums[0], sums[1]);
-        sums[2] = sums[3] = sums[0];
-        std::int32_t pair[4];
-        Lanes::finish(sums, run.gain, pair);
-        run.to[2 * i] = pair[0];
-        run.to[2 * i + 1] = pair[1];
+        const Frame last = nextFrame();
+        std::int32_t pairs[4];
+        sumTaps(last, last, filter, run.gain, pairs);
+        run.to[2 * i] = pairs[0];
+        run.to[2 * i + 1] = pairs[1];
     }
 
 private:
@@ -69,33 +70,38 @@ private:
             return filter.row(row);
     }
 
-    static inline void sumTaps(const Number* row, int stride, const Number* left,
-                               const Number* right, Number fraction, Vector& sumLeft,
-                               Vector& sumRight) {
-        const Vector t = Lanes::splat(fraction);
-        Vector totalLeft = Lanes::splat(0);
-        Vector totalRight = totalLeft;
-        int j = 0;
-        for (; j + Lanes::count <= stride; j += Lanes::count) {
-            Vector tap = Lanes::load(row + j);
-            tap = Lanes::plusTimes(Lanes::load(row + stride + j), tap, t);
-            tap = Lanes::plusTimes(Lanes::load(row + 2 * stride + j), tap, t);
-            tap = Lanes::plusTimes(Lanes::load(row + 3 * stride + j), tap, t);
-            totalLeft = Lanes::plusTimes(totalLeft, tap, Lanes::load(left + j));
-            totalRight = Lanes::plusTimes(totalRight, tap, Lanes::load(right + j));
+    /// Where the taps of an output frame lie.
+    struct Frame {
+        const Number* row;
+        const Number* left;
+        const Number* right;
+        Number fraction; ///< at which the row's polynomials are taken
+    };
+
+    /// Two frames side by side, for the processor to do at once.
+    static inline void sumTaps(const Frame& first, const Frame& second,
+                               const ResampleFilter& filter, double gain, std::int32_t* to) {
+        const Vector firstFraction = Lanes::splat(first.fraction);
+        const Vector secondFraction = Lanes::splat(second.fraction);
+        Vector sums[4] = {Lanes::splat(0), Lanes::splat(0), Lanes::splat(0), Lanes::splat(0)};
+        for (int j = 0; j < filter.rowStride; j += Lanes::count) {
+            const int place = ResampleFilter::place(0, j);
+            const Vector a = tapsAt(first.row + place, firstFraction);
+            const Vector b = tapsAt(second.row + place, secondFraction);
+            sums[0] = Lanes::plusTimes(sums[0], a, Lanes::load(first.left + j));
+            sums[1] = Lanes::plusTimes(sums[1], a, Lanes::load(first.right + j));
+            sums[2] = Lanes::plusTimes(sums[2], b, Lanes::load(second.left + j));
+            sums[3] = Lanes::plusTimes(sums[3], b, Lanes::load(second.right + j));
         }
-        if constexpr (Lanes::count == 8) {
-            if (j < stride) {
-                Vector tap = Lanes::loadHalf(row + j);
-                tap = Lanes::plusTimes(Lanes::loadHalf(row + stride + j), tap, t);
-                tap = Lanes::plusTimes(Lanes::loadHalf(row + 2 * stride + j), tap, t);
-                tap = Lanes::plusTimes(Lanes::loadHalf(row + 3 * stride + j), tap, t);
-                totalLeft = Lanes::plusTimes(totalLeft, tap, Lanes::loadHalf(left + j));
-                totalRight = Lanes::plusTimes(totalRight, tap, Lanes::loadHalf(right + j));
-            }
-        }
-        sumLeft = totalLeft;
-        sumRight = totalRight;
+        Lanes::finish(sums, gain, to);
+    }
+
+    static inline Vector tapsAt(const Number* terms, const Vector& t) {
+        constexpr int group = ResampleFilter::group;
+        const Vector cubic = Lanes::load(terms);
+        const Vector square = Lanes::plusTimes(Lanes::load(terms + group), cubic, t);
+        const Vector slope = Lanes::plusTimes(Lanes::load(terms + 2 * group), square, t);
+        return Lanes::plusTimes(Lanes::load(terms + 3 * group), slope, t);
     }
 };
 

@@ -181,7 +181,7 @@ void ResampleFilter::fitPolynomials() {
 
 /// All taps of one fractional position side by side.
 void ResampleFilter::orderRows() {
-    const int count = (tableRows + 1) * rowStride * terms;
+    const int count = (tableRows + 1) * rowLength();
     rowTable.resize(count);
     rowTableFloat.resize(count);
     for (int r = 0; r <= tableRows; ++r) {
@@ -190,7 +190,7 @@ void ResampleFilter::orderRows() {
             const double* const entry =
                 polyTable.data() + (static_cast<std::ptrdiff_t>(tableRows) * t + r) * terms;
             for (int term = 0; term < terms; ++term)
-                to[term * rowStride + t] = entry[term];
+                to[place(term, t)] = entry[term];
         }
     }
     for (int i = 0; i < count; ++i)

@@ -47,7 +47,16 @@ public:
     /// Entries by place in the filter, `tableRows * 2 * taps + 1` of `terms` numbers.
     const std::vector<double>& polynomials() const { return polyTable; }
 
-    /// Row `r`, 0 to `tableRows`, as one run of `rowStride` taps for each term.
+    /// Taps of a row that stand together: one run of them for each term, so that a vector of any
+    /// width finds its four terms at fixed distances.
+    static constexpr int group = 8;
+
+    /// Place of a tap's term in a row.
+    static constexpr int place(int term, int tap) {
+        return tap / group * group * terms + term * group + tap % group;
+    }
+
+    /// Row `r`, 0 to `tableRows`, in groups; behind `2 * taps` they hold zeros.
     const double* row(int r) const { return rowTable.data() + rowOffset(r); }
     const float* rowFloat(int r) const { return rowTableFloat.data() + rowOffset(r); }
 
@@ -57,9 +66,8 @@ private:
     void sampleFilter();
     void fitPolynomials();
     void orderRows();
-    std::ptrdiff_t rowOffset(int r) const {
-        return static_cast<std::ptrdiff_t>(r) * rowStride * terms;
-    }
+    int rowLength() const { return (rowStride + group - 1) / group * group * terms; }
+    std::ptrdiff_t rowOffset(int r) const { return static_cast<std::ptrdiff_t>(r) * rowLength(); }
 
     double rawRatio = 1.0;
     double attenuation = 0.0; ///< dB, with the allowance for the table

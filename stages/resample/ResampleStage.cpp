@@ -153,8 +153,7 @@ bool ResampleStage::resample(FxArena& sampleArena, FxBlock& out, const FxRing& i
 
     out.timeStart = timeAt(in, pos);
     out.srcStart = pos.toFixed();
-    for (int i = 0; i < frames; ++i)
-        pos += step;
+    pos += step * static_cast<std::uint32_t>(frames);
     out.timeEnd = timeAt(in, pos);
     out.srcEnd = pos.toFixed();
     return true;

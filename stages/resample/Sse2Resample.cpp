@@ -20,6 +20,13 @@ struct FourSingles {
     using Vector = __m128;
     static constexpr int count = 4;
 
+    static void separate(const std::int32_t* pairs, float* left, float* right) {
+        const auto* const from = reinterpret_cast<const __m128i*>(pairs);
+        const __m128 a = _mm_cvtepi32_ps(_mm_loadu_si128(from));
+        const __m128 b = _mm_cvtepi32_ps(_mm_loadu_si128(from + 1));
+        _mm_storeu_ps(left, _mm_shuffle_ps(a, b, 0x88));
+        _mm_storeu_ps(right, _mm_shuffle_ps(a, b, 0xDD));
+    }
     static Vector load(const float* from) { return _mm_loadu_ps(from); }
     static Vector splat(float x) { return _mm_set1_ps(x); }
     static Vector plusTimes(Vector a, Vector b, Vector c) {
@@ -42,6 +49,13 @@ struct TwoDoubles {
     using Vector = __m128d;
     static constexpr int count = 2;
 
+    static void separate(const std::int32_t* pairs, double* left, double* right) {
+        const __m128d a = _mm_cvtepi32_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(pairs)));
+        const __m128d b =
+            _mm_cvtepi32_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(pairs + 2)));
+        _mm_storeu_pd(left, _mm_unpacklo_pd(a, b));
+        _mm_storeu_pd(right, _mm_unpackhi_pd(a, b));
+    }
     static Vector load(const double* from) { return _mm_loadu_pd(from); }
     static Vector splat(double x) { return _mm_set1_pd(x); }
     static Vector plusTimes(Vector a, Vector b, Vector c) {

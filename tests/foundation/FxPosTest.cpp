@@ -75,6 +75,17 @@ TEST(FxPos, FixedPointStaysWithinHalfAStep) {
     }
 }
 
+TEST(FxPos, ManyStepsAreTheSameAsOneTimesTheirNumber) {
+    for (const FxPos& step : {FxPos{0, 1}, FxPos{3, 0xFFFFFFFFFFFFFFFF}, FxPos::fromDouble(0.91875),
+                              FxPos::fromDouble(-1.75), FxPos{7, 0}}) {
+        FxPos sum;
+        for (std::uint32_t n = 0; n < 700; ++n) {
+            ASSERT_EQ(step * n, sum) << n;
+            sum += step;
+        }
+    }
+}
+
 TEST(FxPos, SumsCarry) {
     EXPECT_EQ((FxPos{1, half} + FxPos{2, half}), (FxPos{4, 0}));
     EXPECT_EQ((FxPos{-1, half} + FxPos{0, half / 2}), (FxPos{-1, half + half / 2}));

@@ -125,7 +125,7 @@ TEST(ResampleDesign, DefaultTableByItsNumbers) {
     EXPECT_NEAR(centre[3], 0.736822965, 1e-9);
     double sum = 0.0;
     for (int t = 0; t < 36; ++t)
-        sum += filter.row(19)[3 * filter.rowStride + t];
+        sum += filter.row(19)[ResampleFilter::place(3, t)];
     EXPECT_NEAR(sum, 1.0000000288, 1e-9);
 }
 
@@ -139,13 +139,13 @@ TEST(ResampleDesign, RowsAreTheTableInOrderAndTheRestIsZero) {
     for (int r = 0; r <= 7; ++r)
         for (int term = 0; term < 4; ++term)
             for (int t = 0; t < filter.rowStride; ++t) {
-                const double value = filter.row(r)[term * filter.rowStride + t];
+                const double value = filter.row(r)[ResampleFilter::place(term, t)];
                 const double expected =
                     t < 2 * filter.taps
                         ? filter.polynomials()[static_cast<std::size_t>(4 * (7 * t + r) + term)]
                         : 0.0;
                 ASSERT_EQ(value, expected);
-                ASSERT_EQ(filter.rowFloat(r)[term * filter.rowStride + t],
+                ASSERT_EQ(filter.rowFloat(r)[ResampleFilter::place(term, t)],
                           static_cast<float>(expected));
             }
 }
@@ -158,8 +158,8 @@ TEST(ResampleDesign, FifteenTapsHaveAStrideOf32) {
     ASSERT_EQ(filter.taps, 15);
     EXPECT_EQ(filter.rowStride, 32);
     for (int term = 0; term < 4; ++term) {
-        EXPECT_EQ(filter.row(3)[term * 32 + 30], 0.0);
-        EXPECT_EQ(filter.row(3)[term * 32 + 31], 0.0);
+        EXPECT_EQ(filter.row(3)[ResampleFilter::place(term, 30)], 0.0);
+        EXPECT_EQ(filter.row(3)[ResampleFilter::place(term, 31)], 0.0);
     }
 }
 
@@ -183,9 +183,10 @@ TEST(ResampleDesign, DirectCurrentPassesAtEachPhase) {
         for (double t = 0.0; t < 1.0; t += 0.1) {
             double sum = 0.0;
             for (int j = 0; j < 2 * filter.taps; ++j) {
-                const double* const row = filter.row(r) + j;
-                const int stride = filter.rowStride;
-                sum += ((row[0] * t + row[stride]) * t + row[2 * stride]) * t + row[3 * stride];
+                const auto term = [&](int which) {
+                    return filter.row(r)[ResampleFilter::place(which, j)];
+                };
+                sum += ((term(0) * t + term(1)) * t + term(2)) * t + term(3);
             }
             ASSERT_NEAR(sum, 1.0, 1e-7) << r << ", " << t;
         }
@@ -249,7 +250,7 @@ TEST(ResampleDesign, SettingsOutOfAllMeasureAreSurvived) {
             filter.setRatio(200.0);
             filter.design();
             EXPECT_GT(filter.taps, 0);
-            EXPECT_TRUE(std::isfinite(filter.row(1)[3 * filter.rowStride + filter.taps]));
+            EXPECT_TRUE(std::isfinite(filter.row(1)[ResampleFilter::place(3, filter.taps)]));
         }
     }
 }

@@ -67,7 +67,8 @@ struct Bench {
                 for (int term = 0; term < 4; ++term)
                     for (int j = 0; j < 2 * filter.taps; ++j)
                         sums[term] +=
-                            static_cast<long double>(filter.row(row)[term * filter.rowStride + j]) *
+                            static_cast<long double>(
+                                filter.row(row)[ResampleFilter::place(term, j)]) *
                             window[static_cast<std::size_t>(2 * (4 + place.whole + j) + channel)];
                 out.push_back(
                     static_cast<double>((2147483647.0L / 2147483648.0L) *
