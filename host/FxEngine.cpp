@@ -15,6 +15,7 @@ FxEngine::FxEngine(const Surroundings& surroundings) : FxChainHost(surroundings)
     addStage(input);
     addStage(fader);
     addStage(kestrix);
+    addStage(resampleA);
     addStage(tail);
 }
 

@@ -5,6 +5,7 @@
 #include "kestrix/KestrixStage.h"
 #include "stages/FaderStage.h"
 #include "stages/TailStage.h"
+#include "stages/resample/ResampleStage.h"
 
 #include <atomic>
 #include <cstdint>
@@ -48,10 +49,12 @@ public:
 
     RecursiveLock pauseLock{LockRank::pause};
     TailStage tail;
+    ResampleStage resampleA;
+    ResampleStage resampleB; ///< stands ready; takes no part
     FaderStage fader;
     KestrixStage kestrix;
     std::atomic<double> speed{1.0}; ///< tempo
-    double secondSpeed = 1.0;       ///< of the second resampler, which takes no part
+    double secondSpeed = 1.0;       ///< for the second resampler
     std::atomic<bool> beep{true};   ///< a beep on pause
     bool compareHalves = false;     ///< a recording has the effect in a track's first half alone
 };

@@ -43,7 +43,7 @@ void setModuleOptions(ModuleOptions options);
 /// Which stages of the chain move or stretch what they play, besides those that only pass it on.
 struct ChainStages {
     static constexpr bool kestrix = true;
-    static constexpr bool resampler = false;
+    static constexpr bool resampler = true;
 };
 
 /// What a person may want to know of the running engine. A snapshot; any thread.
