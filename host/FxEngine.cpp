@@ -42,10 +42,13 @@ void FxEngine::start(RegistryNode* settings, bool showOutput) {
 
 void FxEngine::applySettings(RegistryNode& node) {
     FxChainEdit edit{*this, -1, nullptr};
-    exchangeSettings(node);
     const KestrixParameters& processor = kestrix.parameters;
-    tail.gain.store(processor.enable ? 1.0 : std::pow(10.0, -processor.headroom / 20.0),
-                    std::memory_order_relaxed);
+    const bool wasOn = processor.enable;
+    const double headroomBefore = processor.headroom;
+    exchangeSettings(node);
+    if (processor.enable != wasOn || processor.headroom != headroomBefore)
+        tail.gain.store(processor.enable ? 1.0 : std::pow(10.0, -processor.headroom / 20.0),
+                        std::memory_order_relaxed);
     edit.commit();
 }
 

@@ -28,9 +28,8 @@ public:
     /// Wires the stages, reads `settings` if there are any, and starts the playback thread.
     void start(RegistryNode* settings, bool showOutput);
 
-    /// Takes over settings while the chain runs: they are heard after the usual margin. With the
-    /// processor off the tail makes up for the headroom that its filters hold, so that both sound
-    /// equally loud.
+    /// Takes over settings while the chain runs: they are heard after the usual margin. Switched
+    /// off, the processor leaves its headroom to the tail, so that both states sound equally loud.
     void applySettings(RegistryNode& node);
 
     /// How much of the processor's effect is applied, of its magnitude; heard after `margin`.

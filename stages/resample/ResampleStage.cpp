@@ -27,7 +27,11 @@ FxTime timeAt(const FxRing& ring, const FxPos& pos) {
 
 } // namespace
 
-ResampleStage::ResampleStage(std::uint32_t allowedFeatures) : features(allowedFeatures) {}
+ResampleStage::ResampleStage(std::uint32_t allowedFeatures) : features(allowedFeatures) {
+    // 32 bits hold what the stages before yield: nothing to dither, and tracks that are one song
+    // sound as one to the last bit.
+    converter.dither = false;
+}
 
 ResampleStage::ResampleStage() : ResampleStage(cpuFeatures()) {}
 
