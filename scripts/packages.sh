@@ -11,7 +11,7 @@ build="g++ cmake ninja-build ccache pkg-config libsndfile1-dev libcli11-dev libt
 test="libgtest-dev libgmock-dev libbenchmark-dev clang clang-tidy clang-format libclang-rt-14-dev
     binutils python3"
 windows="g++-mingw-w64-i686-posix"
-bench="time libsoxr-dev"
+bench="time libsoxr-dev ffmpeg"
 
 wanted=""
 for task in "$@"; do wanted+=" ${!task}"; done
