@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cassert>
+
 namespace velorine {
 
 /// Length of an analysis frame and the least length of the filters' room beside it.
@@ -15,7 +17,10 @@ struct FrameSizes {
     int hop() const noexcept { return frameLen / 2; }
 
     /// Input before a frame that still reaches its output, in whole hops.
-    int warmUp() const noexcept { return (fftLen - 1 + hop()) / hop() * hop(); }
+    int warmUp() const noexcept {
+        assert(hop() > 0);
+        return (fftLen - 1 + hop()) / hop() * hop();
+    }
 
     friend bool operator==(const FrameSizes&, const FrameSizes&) = default;
 };

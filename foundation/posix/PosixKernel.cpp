@@ -208,8 +208,9 @@ public:
         if (ownRecord) {
             ownRecord->priority.set(priority);
         } else {
+            thread_local const pid_t ownId = gettid();
             foreignPriority = priority;
-            applyNice(gettid(), priority, foreignNice);
+            applyNice(ownId, priority, foreignNice);
         }
     }
 

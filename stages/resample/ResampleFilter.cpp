@@ -119,7 +119,7 @@ void ResampleFilter::setLength() {
     const double transition = std::max(cutOff - (band - rolloff), 0.0);
     const double width = cutOff - transition;
     const double wanted = std::ceil(kaiserWidth(attenuation) / width);
-    const double most = mostEntries / tableRows / 2;
+    const int most = mostEntries / tableRows / 2;
     halfLength = wanted >= 1.0 && wanted < most ? wanted : wanted < 1.0 ? 1.0 : most;
     taps = static_cast<int>(halfLength);
     rowStride = (2 * taps + 3) / 4 * 4;
