@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <random>
 #include <string>
@@ -102,6 +103,15 @@ public:
         if (trims) rig.trim(played);
     }
 
+    /// Takes back some of what was made and makes it again.
+    void rewindAndReturn(std::uint32_t seed) {
+        const std::int64_t made = rig.stage.framesOut;
+        const std::int64_t least = std::max<std::int64_t>(made - aheadOfSpeakers, playedUpTo);
+        if (made <= least) return;
+        rig.rewindTo(least + static_cast<std::int64_t>(seed) % (made - least));
+        run(made);
+    }
+
     FaderRig rig{rate};
     bool trims = false;
     bool watchesPeak = false;
@@ -178,6 +188,63 @@ TEST(FaderProperty, HowTheCallsAreCutMakesNoDifference) {
         }
         ASSERT_LE(apart, one.rig.output.size() / 100) << "seed " << seed << ": " << told(steps);
     }
+}
+
+/// How far two ramps over the same frames may be apart at frame `p`: each call takes a ramp's time
+/// anew and lets it fall behind by 5e-5 of what passes inside the call.
+double rampTolerance(const FaderStage& stage, std::int64_t p, int mostFrames) {
+    double tolerance = 0;
+    for (int i = 0; i < stage.records.count(); ++i) {
+        const FadeRecord& record = stage.records.at(i);
+        if (p < record.spliceStart || p >= record.spliceEnd) continue;
+        const auto length = static_cast<double>(record.spliceEnd - record.spliceStart);
+        const double t = (static_cast<double>(p - record.spliceStart) + 0.5) / length;
+        const double late = 5e-5 * std::min(mostFrames / length, 1.0);
+        tolerance += 1e-6 + late * (1 + 0.5 / std::sqrt(t) + 0.5 / std::sqrt(1 - t));
+    }
+    return tolerance;
+}
+
+TEST(FaderProperty, WhatIsMadeAgainAfterARewindIsTheSame) {
+    constexpr int mostRecords = 5; // older ones would die away while they are made again
+    int rewinds = 0;
+    int untouched = 0;
+    for (std::uint32_t seed = 5000; seed < 5300; ++seed) {
+        const std::vector<Step> steps = randomSteps(seed, 40);
+        std::mt19937 random{seed};
+        Player straight{1};
+        Player rewound{2};
+        straight.callLimit = rewound.callLimit = 1152;
+        rewound.trims = true;
+        for (const Step& step : steps) {
+            if (straight.rig.stage.records.count() >= mostRecords && step.does > Step::Does::run)
+                continue;
+            straight.play(step);
+            rewound.play(step);
+            for (auto again = random() % 4; again > 0; --again, ++rewinds)
+                rewound.rewindAndReturn(static_cast<std::uint32_t>(random()));
+            ASSERT_EQ(straight.rig.stage.framesOut, rewound.rig.stage.framesOut)
+                << seed << ": " << told(steps);
+        }
+        const std::vector<float>& expected = straight.rig.output;
+        const std::vector<float>& made = rewound.rig.output;
+        ASSERT_EQ(made.size(), expected.size());
+        for (std::size_t i = 0; i < made.size(); ++i) {
+            const double tolerance =
+                rampTolerance(straight.rig.stage, static_cast<std::int64_t>(i), 1152);
+            if (tolerance == 0) {
+                ++untouched;
+                ASSERT_EQ(std::bit_cast<std::uint32_t>(made[i]),
+                          std::bit_cast<std::uint32_t>(expected[i]))
+                    << "seed " << seed << " frame " << i << ": " << told(steps);
+            } else {
+                ASSERT_NEAR(made[i], expected[i], tolerance)
+                    << "seed " << seed << " frame " << i << ": " << told(steps);
+            }
+        }
+    }
+    EXPECT_GT(rewinds, 5000);
+    EXPECT_GT(untouched, 500'000);
 }
 
 TEST(FaderProperty, WhatIsHeardStaysWithinTheSidesThatSound) {

@@ -232,6 +232,20 @@ TEST_F(FaderSchedule, AFadeNeverOutlastsItsAudio) {
     EXPECT_NEAR(at(99'999), 0.0, 1e-3) << "it ends in silence and not in a cut";
 }
 
+TEST_F(FaderSchedule, WithEnoughQueuedASeekFadesOverASecondAndAHalf) {
+    append(200'000, 1.0f);
+    runAll();
+    rewindTo(100'000);
+    std::int64_t frames = 0;
+    stage.schedule(-1, clock.writtenEnd(), 1500, false, 1, &frames, false, 2500);
+    EXPECT_EQ(frames, 72'000);
+    runAll();
+    for (const int i : {0, 18'000, 36'000, 54'000, 71'999})
+        EXPECT_NEAR(at(100'000 + i), std::sqrt(1 - (i + 0.5) / 72'000), 1e-3) << i;
+    EXPECT_EQ(at(172'000), 0.0f) << "the rest of the old audio isn't heard";
+    EXPECT_EQ(stage.framesOut, 172'000 + 120'000);
+}
+
 TEST_F(FaderSchedule, InAFileItMay) {
     clock.realTime = false;
     append(100'000, 1.0f);
