@@ -4,6 +4,8 @@
 
 namespace velorine {
 
+struct FadeKernels;
+
 /// A stretch of a fade between two sides, either of which may be missing (null: silence).
 struct FadeRamp {
     int type = 5;     ///< sample format id: 1, 4 or 5
@@ -21,5 +23,8 @@ struct FadeRamp {
 /// Mixes the two sides: `new * sqrt(t) + old * sqrt(1 - t)`, or `(new - old) * t + old`, with `t`
 /// from 0 to 1 over the fade. Integers are rounded to nearest and clamped to their range.
 void mixRamp(const FadeRamp& ramp);
+
+/// The same with a set of kernels of the caller's choice: all of them yield the same bits.
+void mixRamp(const FadeRamp& ramp, const FadeKernels& kernels);
 
 } // namespace velorine
