@@ -4,6 +4,7 @@
 #   test     what the tests need besides
 #   windows  the cross compiler
 #   bench    peers that the benchmarks measure against
+#   plots    what the pictures in the documentation are drawn with
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache pkg-config libsndfile1-dev libcli11-dev libtomlplusplus-dev
@@ -12,6 +13,7 @@ test="libgtest-dev libgmock-dev libbenchmark-dev clang clang-tidy clang-format l
     binutils python3"
 windows="g++-mingw-w64-i686-posix"
 bench="time libsoxr-dev ffmpeg"
+plots="gnuplot-nox fonts-dejavu-core"
 
 wanted=""
 for task in "$@"; do wanted+=" ${!task}"; done
