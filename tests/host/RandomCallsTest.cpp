@@ -154,6 +154,7 @@ TEST_P(RandomCalls, NeverCrashNorHangNorLeaveALock) {
     setup.fadeOnStop = seed % 4 != 0;
     setup.withSound = seed % 5 != 0;
     setup.kestrix = seed % 3 == 1;
+    setup.settings.push_back({"Resample", "enable", seed % 4 == 2 ? 1u : 0u, {}});
     setup.seed = seed % 2 == 0 ? seed : 0;
     TestHost host{setup};
     AnyArgument any{seed};
@@ -181,6 +182,7 @@ TEST_P(RandomCallsAtOnce, NeverCrashNorHangNorLeaveALock) {
     TestHost::Setup setup;
     setup.beep = seed % 2 == 0;
     setup.kestrix = seed % 3 == 0;
+    setup.settings.push_back({"Resample", "enable", seed % 2 == 0 ? 1u : 0u, {}});
     setup.seed = seed;
     setup.mode = seed % 2 == 0 ? TestClock::Mode::serial : TestClock::Mode::parallel;
     TestHost host{setup};

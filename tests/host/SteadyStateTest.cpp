@@ -18,6 +18,7 @@ struct Play {
     int bits;
     int outputBits;
     bool shaped;
+    bool processed = false; ///< with the processor and the resampler on
 };
 
 class SteadyState : public testing::TestWithParam<Play> {};
@@ -32,6 +33,8 @@ TEST_P(SteadyState, PumpsWithoutTheHeapAndWithoutNewPages) {
     setup.withSound = false; // the test device keeps what was heard, on the heap
     setup.settings.push_back({"Output", "bits", static_cast<std::uint32_t>(play.outputBits), {}});
     setup.settings.push_back({"Output", "noiseshaping", play.shaped ? 1u : 0u, {}});
+    setup.kestrix = play.processed;
+    setup.settings.push_back({"Resample", "enable", play.processed ? 1u : 0u, {}});
     TestHost host{setup};
     HeapCount::leaveOutCaller();
     host.open(play.rate, play.channels, play.bits);
@@ -66,7 +69,9 @@ INSTANTIATE_TEST_SUITE_P(Plays, SteadyState,
                                          Play{"Double", 96000, 2, 64, 1, false},
                                          Play{"Surround", 48000, 6, 24, 16, true},
                                          Play{"Mono", 8000, 1, 8, 1, false},
-                                         Play{"Fast", 192000, 2, 32, 16, true}),
+                                         Play{"Fast", 192000, 2, 32, 16, true},
+                                         Play{"Processed", 44100, 2, 16, 16, false, true},
+                                         Play{"ProcessedFast", 96000, 2, 64, 24, true, true}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST(HeapCountTest, SeesTheCallsOfOtherThreads) {
