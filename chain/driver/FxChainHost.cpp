@@ -274,6 +274,8 @@ bool FxChainHost::drain(int timeoutMs) {
         if (timeoutMs >= 0 && kernel().tickCount() - begin >= static_cast<std::uint32_t>(timeoutMs))
             return false;
         kernel().sleep(5);
+        // Whoever holds the lock serves the output, and may do so until a whole format has played.
+        if (pumpLock.users() > 0) continue;
         const RecursiveLock::Scope pumping{pumpLock};
         output.outputTail(pace());
     }

@@ -202,6 +202,21 @@ TEST_F(Drain, TheTimeRunsOut) {
     EXPECT_LE(clock.ticks(), 51'000'000);
 }
 
+TEST(DrainOfTwoFormats, TheTimeRunsOutWhileTheFirstOnePlaysOut) {
+    for (int timeoutMs = 100; timeoutMs <= 1500; timeoutMs += 100) {
+        ChainRig rig;
+        rig.chain.start();
+        for (int i = 0; i < 60; ++i)
+            rig.write(1000);
+        for (int i = 0; i < 60; ++i)
+            rig.write(1000, 44100);
+        rig.clock.advance(50);
+        const std::int64_t before = rig.clock.ticks();
+        EXPECT_FALSE(rig.chain.drain(timeoutMs));
+        EXPECT_LE(rig.clock.ticks() - before, (timeoutMs + 60) * 10'000) << timeoutMs;
+    }
+}
+
 TEST_F(Drain, WithoutAThreadItReturns) {
     write(48'000);
     EXPECT_TRUE(chain.drain(-1));
