@@ -24,7 +24,7 @@ class PlanarResample {
 public:
     static void run(const ResampleRun& run) {
         const ResampleFilter& filter = *run.filter;
-        const int span = (run.windowFrames + 15) & ~15;
+        const int span = run.windowFrames / 16 * 16 + 16;
         auto* const left = static_cast<Number*>(run.scratch);
         auto* const right = left + span;
         int done = 0;
@@ -34,6 +34,10 @@ public:
             left[i] = static_cast<Number>(run.window[2 * i]);
             right[i] = static_cast<Number>(run.window[2 * i + 1]);
         }
+        // The last group of taps may reach past the window. Its terms are 0 there, but 0 times
+        // what old memory holds needn't be.
+        for (int i = run.windowFrames; i < span; ++i)
+            left[i] = right[i] = 0;
 
         std::uint64_t fraction = run.position.frac;
         std::int64_t whole = run.firstTap;

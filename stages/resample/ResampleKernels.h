@@ -22,7 +22,7 @@ struct ResampleRun {
     FxPos step;
     int frames;       ///< of output
     std::int32_t* to; ///< stereo
-    void* scratch;    ///< room for the window as doubles, 64-byte aligned
+    void* scratch;    ///< room for the window and 16 frames as doubles, 64-byte aligned
     double gain;      ///< so that full scale stays below the clamp
     int shift;        ///< unused low bits of the output; kernels without dither know none
     Mt19937* dither;

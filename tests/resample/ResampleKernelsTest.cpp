@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -17,8 +18,10 @@ namespace {
 
 /// A window of input and what one run makes of it.
 struct Bench {
-    Bench(int accuracy, double ratio, int outputFrames, double peak) : frames(outputFrames) {
+    Bench(int accuracy, double ratio, int outputFrames, double peak, double rolloff = 0.45)
+        : frames(outputFrames) {
         filter.accuracy = accuracy;
+        filter.rolloff = rolloff;
         filter.setRatio(ratio);
         filter.design();
         step = FxPos::fromDouble(ratio);
@@ -31,7 +34,9 @@ struct Bench {
 
     std::vector<std::int32_t> run(const ResampleKernel& kernel, int shift = 0) {
         std::vector<std::int32_t> out(static_cast<std::size_t>(frames) * 2 + 4, 0x5A5A5A5A);
-        std::vector<double> scratch(static_cast<std::size_t>(windowFrames + 24) * 2);
+        // Memory that was used before holds anything, such as no number at all.
+        std::vector<double> scratch(static_cast<std::size_t>(windowFrames + 16) * 2);
+        std::memset(scratch.data(), 0xFF, scratch.size() * sizeof(double));
         ResampleRun job{};
         job.filter = &filter;
         job.window = window.data();
@@ -124,6 +129,17 @@ TEST_P(ResampleKernelForm, EveryTailLengthAndCount) {
         Bench bench{accuracy, 0.9, 1 + accuracy % 7, 0.5};
         const double limit = isSingle() ? -136.0 : -178.0;
         ASSERT_LT(errorDb(bench.run(kernel), bench.exact()), limit) << bench.filter.taps;
+    }
+}
+
+TEST_P(ResampleKernelForm, WhatLiesBehindTheWindowIsNotHeard) {
+    for (int percent = 30; percent < 90; percent += 2) { // 14 to 80 taps, of each remainder
+        for (int frames = 128; frames < 144; ++frames) { // the window ends anywhere in a group
+            Bench bench{16, 0.53125, frames, 0.25, percent / 100.0};
+            bench.position.frac = ~std::uint64_t{0} << 60; // taps as late as they come
+            ASSERT_LT(errorDb(bench.run(kernel), bench.exact()), isSingle() ? -136.0 : -180.0)
+                << bench.filter.taps << " taps, " << frames << " frames";
+        }
     }
 }
 
