@@ -90,7 +90,7 @@ double distortionDb(const Conversion& rates, double hz, int accuracy, std::uint3
 const Conversion conversions[] = {{44100, 48000.0},
                                   {48000, 96000.0},
                                   {96000, 44100.0},
-                                  {44100, 48000.0 * 1.0090518164822}}; // 2^0.013
+                                  {44100, 48000.0 * 1.0090516338447}}; // 2^0.013
 
 TEST(ResampleQuality, ToneAtFullScaleInSinglePrecision) {
     for (const Conversion& rates : conversions)
