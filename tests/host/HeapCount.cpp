@@ -35,12 +35,13 @@ void count() {
 #if VELORINE_COUNTS_HEAP
 // The C library lets a program put its own in the place of these; `new` comes here, too.
 extern "C" {
-void* __libc_malloc(std::size_t size);                    // NOLINT(bugprone-reserved-identifier)
-void* __libc_calloc(std::size_t count, std::size_t size); // NOLINT(bugprone-reserved-identifier)
-void* __libc_realloc(void* block, std::size_t size);      // NOLINT(bugprone-reserved-identifier)
-void __libc_free(void* block);                            // NOLINT(bugprone-reserved-identifier)
-void* __libc_memalign(std::size_t alignment,
-                      std::size_t size); // NOLINT(bugprone-reserved-identifier)
+// NOLINTBEGIN(bugprone-reserved-identifier)
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void __libc_free(void* block);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 
 [[gnu::visibility("default")]] void* malloc(std::size_t size) {
     velorine::test::count();

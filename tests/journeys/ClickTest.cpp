@@ -40,9 +40,9 @@ double boundFor(const Fade& fade, int tones = 2) {
                   bendOfFade(level, highHz, rate, fade.frames, fade.linear));
 }
 
-constexpr Fade seekFade{160 * rate / 1000, false};
-constexpr Fade nextTrackFade{40 * rate / 1000, false};
-constexpr Fade stopFade{400 * rate / 1000, true}; ///< at least: it has what is queued
+constexpr Fade seekFade{0.160 * rate, false};
+constexpr Fade nextTrackFade{0.040 * rate, false};
+constexpr Fade stopFade{0.400 * rate, true}; ///< at least: it has what is queued
 
 std::string described(const std::vector<Click>& clicks, const Fade& fade) {
     std::ostringstream text;

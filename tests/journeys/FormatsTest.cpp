@@ -18,7 +18,9 @@ struct TrackFormat {
     int channels;
     int rate;
 
-    std::size_t frameBytes() const { return static_cast<std::size_t>(bits / 8 * channels); }
+    std::size_t frameBytes() const {
+        return static_cast<std::size_t>(bits) / 8 * static_cast<std::size_t>(channels);
+    }
     friend bool operator==(const TrackFormat&, const TrackFormat&) = default;
 };
 
