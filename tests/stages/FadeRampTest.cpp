@@ -90,8 +90,9 @@ TYPED_TEST(FadeRampOf, AgreesWithTheFormula) {
                              tested.newSide ? after.data() : nullptr, out.data(), first, length,
                              linear, scale});
                     for (int i = 0; i < frames * channels; ++i) {
+                        const int frame = i / channels;
                         const long double t =
-                            (first + 0.5L) / length + (i / channels) * (1.0L / length) * 0.99995L;
+                            (first + 0.5L) / length + frame * (1.0L / length) * 0.99995L;
                         const auto at = static_cast<std::size_t>(i);
                         ASSERT_NEAR(static_cast<double>(out[at]),
                                     static_cast<double>(this->clamped(
