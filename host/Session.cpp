@@ -145,6 +145,8 @@ void Session::end() {
     RegistryNode node{overlay, RegistryNode::write};
     {
         const SettingsBatch batch{store};
+        const RecursiveLock::Scope pumping{
+            engine.pumpLock}; // the stages read what is narrowed here
         engine.exchangeSettings(node);
         exchangeOwnSettings(node);
     }

@@ -266,16 +266,20 @@ bool FxChainHost::drain(int timeoutMs) {
     for (;;) {
         // Asked first: a wake that nobody has followed yet outdates what the last step found.
         const bool woken = playbackThread.wakeEvent.isSet();
-        const std::int64_t buffered = output.bufferedMs();
-        if (buffered == 0 && chainBlocked.load(std::memory_order_relaxed)) return true;
+        // In frames: the last part of a millisecond is heard, too.
+        const bool empty = output.queuedFrames() == 0;
+        if (empty && chainBlocked.load(std::memory_order_relaxed)) return true;
         playbackThread.reap();
         if (!playbackThread.isRunning()) return true;
-        if (buffered == 0 && !woken && chainStarved.load(std::memory_order_relaxed)) return true;
-        if (timeoutMs >= 0 && kernel().tickCount() - begin >= static_cast<std::uint32_t>(timeoutMs))
-            return false;
-        kernel().sleep(5);
-        // Whoever holds the lock serves the output, and may do so until a whole format has played.
-        if (pumpLock.users() > 0) continue;
+        if (empty && !woken && chainStarved.load(std::memory_order_relaxed)) return true;
+        // Whoever holds the lock serves the output, maybe until a whole format has played; what was
+        // asked above says nothing before that step has ended.
+        do {
+            if (timeoutMs >= 0 &&
+                kernel().tickCount() - begin >= static_cast<std::uint32_t>(timeoutMs))
+                return false;
+            kernel().sleep(5);
+        } while (pumpLock.users() > 0);
         const RecursiveLock::Scope pumping{pumpLock};
         output.outputTail(pace());
     }

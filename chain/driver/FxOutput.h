@@ -68,7 +68,8 @@ public:
 
     std::int64_t position();         ///< frame that plays now
     std::int64_t writtenEnd();       ///< frames handed over
-    std::int64_t bufferedMs();       ///< queued in the device; 0 without one
+    std::int64_t queuedFrames();     ///< in the device; 0 without one
+    std::int64_t bufferedMs();       ///< the same, in whole ms
     FxTime played();                 ///< stream time at the speakers; never goes back. Any thread.
     FxTime timeAt(std::int64_t pos); ///< stream time at a frame of the device axis. Any thread.
     int rate() const { return device.rate(); } ///< Hz
@@ -113,7 +114,6 @@ private:
     bool waitForRoom(const Pace& pace, int piece);
     bool waitOrLeave(const Pace& pace, int ms);
     bool interrupted(const Pace& pace) const;
-    std::int64_t queuedFrames();
     void write(const std::byte* samples, int frames);
     void record(const std::byte* samples, int frames);
 
