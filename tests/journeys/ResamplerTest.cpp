@@ -115,7 +115,6 @@ TEST(Resampler, ANewOutputRateReopensTheDeviceAndLosesNothing) {
     host.advance(4000);
     double seconds = 0.0;
     std::vector<int> rates;
-    std::int64_t silence = 0;
     for (const auto& passage : host.sound.passages()) {
         if (rates.empty() || rates.back() != passage.format.rate)
             rates.push_back(passage.format.rate);
@@ -128,7 +127,6 @@ TEST(Resampler, ANewOutputRateReopensTheDeviceAndLosesNothing) {
                 last = i;
             }
         if (first >= 0) seconds += static_cast<double>(last - first + 1) / passage.format.rate;
-        silence += first;
     }
     EXPECT_EQ(rates, (std::vector<int>{48000, 96000}));
     EXPECT_NEAR(seconds, 4.0, 0.02); // but for the filter's own tail

@@ -43,7 +43,7 @@ TEST_P(RenderResampled, IsAlignedAndAsLongAsTheRatioSays) {
     const Decoded out = decode(scratch.path("out.wav"));
     const double played = outRate > 0 ? outRate : rate;
     EXPECT_EQ(out.rate, static_cast<int>(played));
-    const double single = static_cast<float>(speed); // as settings hold it
+    const auto single = static_cast<double>(static_cast<float>(speed)); // as settings hold it
     const std::int64_t expected =
         std::llround(static_cast<double>(frames) * played / rate / single);
     ASSERT_EQ(static_cast<std::int64_t>(out.samples.size()) / 2, expected);
