@@ -1,3 +1,4 @@
+#include "bench/ThreadTime.h"
 #include "chain/driver/FxChainEdit.h"
 #include "foundation/KeepAwake.h"
 #include "foundation/SystemClock.h"
@@ -8,7 +9,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <ctime>
 #include <random>
 #include <vector>
 
@@ -20,12 +20,6 @@ namespace {
 
 constexpr int rate = 48000;
 constexpr int marginMs = 80;
-
-double threadSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 /// An engine that plays noise with as much in the device's queue as it takes.
 struct Playing {

@@ -1,3 +1,4 @@
+#include "bench/ThreadTime.h"
 #include "chain/RingAppend.h"
 #include "config/EmbeddedPreset.h"
 #include "config/MemoryStore.h"
@@ -9,7 +10,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <ctime>
 #include <random>
 #include <vector>
 
@@ -19,12 +19,6 @@ namespace {
 constexpr int rate = 48000;
 constexpr int fftLen = 4096;
 constexpr int hopsAtOnce = 20;
-
-double threadSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 /// One forward and one inverse transform, out of place, as the stage runs them.
 class TransformPair {

@@ -1,3 +1,4 @@
+#include "bench/ThreadTime.h"
 #include "chain/RingAppend.h"
 #include "foundation/CpuFeatures.h"
 #include "stages/resample/ResampleStage.h"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
 #include <random>
 #include <vector>
 
@@ -19,12 +19,6 @@ namespace {
 constexpr int seconds = 60;
 constexpr int blockFrames = 1152; ///< of the input, as the chain hands it on
 constexpr int turns = 7;
-
-double threadSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 std::vector<std::int32_t> noise(int frames) {
     std::mt19937 generator{11};
