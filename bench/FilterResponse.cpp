@@ -9,10 +9,11 @@ namespace {
 /// Magnitude at a frequency, 1 being the Nyquist frequency of the input, dB.
 double responseDb(const velorine::ResampleFilter& filter, double frequency) {
     const auto& table = filter.polynomials();
+    constexpr std::size_t terms = 4; // the last of a row is its value
     const int centre = filter.taps * filter.tableRows;
     double sum = 0.0;
     for (int k = 0; k <= 2 * centre; ++k)
-        sum += table[static_cast<std::size_t>(4 * k + 3)] *
+        sum += table[terms * static_cast<std::size_t>(k) + terms - 1] *
                std::cos(std::numbers::pi * frequency * (k - centre) / filter.tableRows);
     return 20.0 * std::log10(std::abs(sum) / filter.tableRows + 1e-12);
 }

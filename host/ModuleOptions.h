@@ -34,7 +34,7 @@ struct ModuleOptions {
 
     SettingsStore* store = nullptr; ///< null: the user's own
     SoundSystem* sound = nullptr;   ///< null: the machine's
-    bool useSound = true;           ///< false: the null target, whatever the settings say
+    bool useSound = true;           ///< false: the machine's is left alone, the null target plays
 };
 
 /// Options of the next `Init`. Host's main thread.

@@ -12,6 +12,7 @@
 #include "foundation/PriorityScope.h"
 #include "host/HostStream.h"
 #include "host/HostWindow.h"
+#include "output/MachineSound.h"
 #include "output/RecorderFile.h"
 
 #include <algorithm>
@@ -43,7 +44,8 @@ Session::Session(HostStream& hostStream, HostWindow& hostWindow, const ModuleOpt
     : stream(hostStream), window(hostWindow), options(moduleOptions),
       userSettings(settingsFor(options)), unsaved(baseStore(options, userSettings)),
       store(options.storeSettings ? baseStore(options, userSettings) : unsaved), overlay(store),
-      engine({clock, options.useSound ? options.sound : nullptr, RecorderFiles::native(),
+      ownSound(options.useSound && !options.sound ? machineSound() : nullptr),
+      engine({clock, options.sound ? options.sound : ownSound.get(), RecorderFiles::native(),
               KeepAwake::native()}),
       timeLine(stream, engine), transport(stream, engine, timeLine, window),
       naming(window, engine.output.recorder), comparison(stream, engine, transport),

@@ -11,7 +11,9 @@
 #include "host/ModuleOptions.h"
 #include "host/TrackNaming.h"
 #include "host/Transport.h"
+#include "output/SoundSystem.h"
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -55,6 +57,7 @@ private:
     OverlayStore overlay;      ///< what is read
     std::vector<std::optional<SettingsValue>> known; ///< the stored values last taken over
 
+    std::unique_ptr<SoundSystem> ownSound; ///< unless the options bring one, or want none
     FxEngine engine;
 
 public:

@@ -1,5 +1,6 @@
 #include "output/DeviceController.h"
 
+#include "foundation/CycleClock.h"
 #include "foundation/Rounding.h"
 
 #include <algorithm>
@@ -190,6 +191,7 @@ bool DeviceController::startCommand() {
     }
     if (callback) callback(context);
     feedThread.enable();
+    CycleClock::instance().calibrate(clock);
     return true;
 }
 

@@ -52,6 +52,8 @@ public:
     struct Device {
         std::string description;
         std::string guid; ///< text that names the device for good; empty for the default one
+
+        bool operator==(const Device&) const = default;
     };
 
     struct Format {

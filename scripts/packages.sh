@@ -2,7 +2,7 @@
 # Installs the Debian packages that a task needs, those that are missing. Usage: packages.sh TASK...
 #   build    compiler, build tools, libraries
 #   test     what the tests need besides
-#   windows  the cross compiler
+#   windows  the cross compiler, and what 32-bit Wine is set up and heard with
 #   bench    peers that the benchmarks measure against
 #   plots    what the pictures in the documentation are drawn with
 set -euo pipefail
@@ -11,7 +11,8 @@ build="g++ cmake ninja-build ccache pkg-config libsndfile1-dev libcli11-dev libt
     libfftw3-dev libcairo2-dev fonts-dejavu-core"
 test="libgtest-dev libgmock-dev libbenchmark-dev clang clang-tidy clang-format libclang-rt-14-dev
     binutils python3"
-windows="g++-mingw-w64-i686-posix"
+windows="g++-mingw-w64-i686-posix googletest make xz-utils debootstrap mount pulseaudio
+    pulseaudio-utils xvfb"
 bench="time libsoxr-dev ffmpeg"
 plots="gnuplot-nox fonts-dejavu-core"
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and tests everything. Usage: test.sh [STEP...]
 # Steps: style release asan tsan clang fuzz. Without one: all of them, in this order.
+# Step windows, by itself: the 32-bit Windows build, its tests in Wine.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -51,6 +52,20 @@ step_fuzz() {
             { tail -n 60 "$logs/$(basename "$target").log"; return 1; }
         grep -E 'DONE' "$logs/$(basename "$target").log" | tail -n 1
     done
+}
+
+# Everything under Wine gets a server, a display and a sound system of its own, whose monitor is
+# recorded while the tests run.
+step_windows() {
+    local cache="${XDG_CACHE_HOME:-$HOME/.cache}/velorine" stage=$PWD/build/win32-stage
+    scripts/packages.sh windows && scripts/windows-fftw.sh "$cache/i686-w64-mingw32" &&
+        scripts/windows-wine.sh "$cache/wine-root" || return 1
+    build win32 || return 1
+    scripts/wine-stage.sh "$stage" ctest --test-dir build/win32 -j "$((jobs + 1))" \
+        --output-on-failure >"$logs/windows-ctest.log" 2>&1
+    local result=$?
+    [ $result = 0 ] || tail -n 150 "$logs/windows-ctest.log"
+    return $result
 }
 
 for step in "${steps[@]}"; do

@@ -51,8 +51,9 @@ void HostWindow::watch() {
     watched = true;
     pinOwnLibrary();
     auto* const target = static_cast<HWND>(window);
-    previousWndProc =
-        reinterpret_cast<WNDPROC>(static_cast<LONG_PTR>(GetWindowLongPtrA(target, GWLP_WNDPROC)));
+    auto* const current = reinterpret_cast<WNDPROC>(GetWindowLongPtrA(target, GWLP_WNDPROC));
+    if (current == filterProc) return;
+    previousWndProc = current;
     SetWindowLongPtrA(target, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&filterProc));
 }
 

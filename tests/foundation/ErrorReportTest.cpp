@@ -1,6 +1,7 @@
 #include "foundation/ErrorReport.h"
 
 #include "tests/foundation/ErrorList.h"
+#include "tests/support/ErrorReader.h"
 
 #include <gtest/gtest.h>
 
@@ -46,7 +47,12 @@ TEST(ErrorReport, FatalThrowsTheTextItself) {
 
 TEST(ErrorReportDeathTest, EndShowsTheTextAndLeavesWith1) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(endWith("nothing to play on"), testing::ExitedWithCode(1), "nothing to play on");
+    EXPECT_EXIT(
+        {
+            readErrorsAloud();
+            endWith("nothing to play on");
+        },
+        testing::ExitedWithCode(1), "velorine: nothing to play on");
 }
 
 } // namespace

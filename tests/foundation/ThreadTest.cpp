@@ -4,6 +4,7 @@
 #include "foundation/PriorityScope.h"
 #include "tests/foundation/EveryKernel.h"
 #include "tests/foundation/RawThread.h"
+#include "tests/support/ErrorReader.h"
 
 #include <gtest/gtest.h>
 
@@ -268,6 +269,7 @@ TEST(ThreadDeathTest, FatalTextEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
+            readErrorsAloud();
             FunctionThread thread{[](Thread&) { fatal("the pages are gone"); }};
             thread.start(false);
             thread.join();

@@ -3,6 +3,7 @@
 #include "host/BackgroundThread.h"
 #include "host/Module.h"
 #include "tests/host/FeedRig.h"
+#include "tests/support/AnsweringWindow.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TestHost.h"
 
@@ -143,7 +144,8 @@ TEST(HostWindowTest, WithoutAWindowTheAnswerIsZero) {
     HostWindow window;
     EXPECT_EQ(window.send(0, 400), 0);
     VelorineHostWindow mute{}; // a window without a procedure
-    window.keep(&mute);
+    const AnsweringWindow silent{mute};
+    window.keep(silent.handle());
     EXPECT_EQ(window.send(0, 400), 0);
 }
 

@@ -2,6 +2,7 @@
 #include "host/Module.h"
 #include "host/Session.h"
 #include "tests/host/FeedRig.h"
+#include "tests/support/AnsweringWindow.h"
 #include "tests/support/TestHost.h"
 
 #include <gtest/gtest.h>
@@ -71,7 +72,8 @@ TEST_F(TransportUnit, AGaplessCloseBreaksNothing) {
     host.send = [](VelorineHostWindow*, unsigned, std::uintptr_t, std::intptr_t lParam) {
         return lParam == 400 ? std::intptr_t{1} : std::intptr_t{0};
     };
-    window.keep(&host);
+    const AnsweringWindow hostWindow{host};
+    window.keep(hostWindow.handle());
     open(48000, 2, 16);
     writeFrames(4800);
     transport.close();
@@ -327,7 +329,8 @@ TEST_F(TransportUnit, TheLengthOfATrackIsAskedOnce) {
         ++asked;
         return 180;
     };
-    window.keep(&host);
+    const AnsweringWindow hostWindow{host};
+    window.keep(hostWindow.handle());
     EXPECT_EQ(transport.trackLength(), 1'800'000'000);
     EXPECT_EQ(transport.trackLength(), 1'800'000'000);
     EXPECT_EQ(asked, 1);

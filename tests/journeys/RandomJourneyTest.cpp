@@ -16,7 +16,7 @@ constexpr TestClock::Mode mode = TestClock::Mode::parallel;
 constexpr int journeysOfABatch = 100;
 constexpr TestClock::Mode mode = TestClock::Mode::serial;
 #else
-constexpr int journeysOfABatch = 1000;
+constexpr int journeysOfABatch = VELORINE_JOURNEYS;
 constexpr TestClock::Mode mode = TestClock::Mode::serial;
 #endif
 

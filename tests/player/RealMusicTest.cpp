@@ -71,6 +71,7 @@ void record(const Bytes& data, int rate, int channels, int bits, const std::stri
     options.storeSettings = false;
     options.recordMode = 1;
     options.recordPath = path;
+    options.useSound = false;
     options.overlay = {{"Output", "bits", 1, {}}, {"Eq", "enable", 0, {}}};
     setModuleOptions(options);
 

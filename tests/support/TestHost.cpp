@@ -22,6 +22,7 @@ TestHost::TestHost(const Setup& setup) : clock(setup.mode, setup.seed), sound(cl
     ModuleOptions options = setup.options;
     options.store = &store;
     options.sound = setup.withSound ? &sound : nullptr;
+    options.useSound = setup.withSound;
     const auto put = [&options](const char* section, const char* name, bool value) {
         options.overlay.push_back({section, name, value ? 1u : 0u, {}});
     };
@@ -34,7 +35,8 @@ TestHost::TestHost(const Setup& setup) : clock(setup.mode, setup.seed), sound(cl
 
     window.send = answer;
     window.user = this;
-    out.hMainWindow = &window;
+    realWindow = std::make_unique<AnsweringWindow>(window);
+    out.hMainWindow = realWindow->handle();
     out.Init();
 }
 

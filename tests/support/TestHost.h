@@ -3,6 +3,7 @@
 #include "config/MemoryStore.h"
 #include "host/ModuleOptions.h"
 #include "host/OutModule.h"
+#include "tests/support/AnsweringWindow.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TestSound.h"
 
@@ -71,6 +72,7 @@ private:
                                 std::intptr_t lParam);
 
     VelorineHostWindow window{};
+    std::unique_ptr<AnsweringWindow> realWindow;
     int frameBytes = 4;
 };
 
