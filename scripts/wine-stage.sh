@@ -32,13 +32,14 @@ until_there() { # what it is, test of it...
     done
 }
 
-pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --log-level=warning \
+# What is recorded has to keep its pace beside everything else.
+nice -n -11 pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --log-level=warning \
     -L "module-native-protocol-unix auth-anonymous=1 socket=$stage/pulse" \
     -L "module-null-sink sink_name=stage format=s16le rate=44100 channels=2" \
     >"$stage/pulse.log" 2>&1 &
 running+=($!)
 until_there "PulseAudio" pactl info
-parec --device=stage.monitor --format=s16le --rate=44100 --channels=2 --latency-msec=20 \
+nice -n -11 parec --device=stage.monitor --format=s16le --rate=44100 --channels=2 --latency-msec=20 \
     >"$VELORINE_CAPTURE" 2>"$stage/parec.log" &
 running+=($!)
 until_there "The recording" test -s "$VELORINE_CAPTURE"
@@ -56,4 +57,4 @@ until_there "The display" test -e "/tmp/.X11-unix/X$number"
 "$scripts/wine.sh" cmd /c pause >/dev/null 2>&1 < <(sleep infinity) &
 running+=($!)
 
-"$@"
+nice -n -5 "$@"

@@ -63,7 +63,7 @@ std::vector<Heard> heardByDevice(TestSound& sound) {
         Heard& heard = devices.back();
         const auto sounding = std::find_if(passage.frames.rbegin(), passage.frames.rend(),
                                            [&](std::byte b) { return b != silenceOf(format); });
-        const auto frames =
+        const std::int64_t frames =
             (passage.frames.rend() - sounding) / static_cast<std::ptrdiff_t>(format.frameBytes());
         if (frames > 0) heard.endTick = passage.startTick + frames * 10'000'000 / format.rate;
         heard.bytes.insert(heard.bytes.end(), passage.frames.begin(), passage.frames.end());
