@@ -60,6 +60,8 @@ step_windows() {
     local cache="${XDG_CACHE_HOME:-$HOME/.cache}/velorine" stage=$PWD/build/win32-stage
     scripts/packages.sh windows && scripts/windows-fftw.sh "$cache/i686-w64-mingw32" &&
         scripts/windows-wine.sh "$cache/wine-root" || return 1
+    build release velorine_agreement_tests && build/release/tests/agreement/velorine_agreement_tests \
+        >"$logs/rendition.log" || return 1
     build win32 || return 1
     scripts/wine-stage.sh "$stage" ctest --test-dir build/win32 -j "$((jobs + 1))" \
         --output-on-failure >"$logs/windows-ctest.log" 2>&1
