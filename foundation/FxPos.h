@@ -41,6 +41,10 @@ struct FxPos {
         return {a.whole + b.whole + (sum < a.frac ? 1 : 0), sum};
     }
 
+    friend constexpr FxPos operator-(const FxPos& a, const FxPos& b) {
+        return {a.whole - b.whole - (a.frac < b.frac ? 1 : 0), a.frac - b.frac};
+    }
+
     /// As many sums, `count` 0 or above.
     friend constexpr FxPos operator*(const FxPos& step, std::uint32_t count) {
         const std::uint64_t low = (step.frac & 0xFFFFFFFF) * count;

@@ -35,9 +35,8 @@ double sine(const FxPos& phase) {
 
 /// `phase` after `frames` more, which may be negative.
 FxPos movedOn(const FxPos& phase, const FxPos& step, int frames) {
-    if (frames >= 0) return phase + step * static_cast<std::uint32_t>(frames);
-    const FxPos back{-step.whole - (step.frac != 0 ? 1 : 0), 0 - step.frac};
-    return phase + back * static_cast<std::uint32_t>(-frames);
+    return frames >= 0 ? phase + step * static_cast<std::uint32_t>(frames)
+                       : phase - step * static_cast<std::uint32_t>(-frames);
 }
 
 } // namespace

@@ -95,6 +95,13 @@ TEST(FxPos, SumsCarry) {
     EXPECT_EQ(sum, FxPos::fromFrame(250));
 }
 
+TEST(FxPos, DifferencesBorrow) {
+    EXPECT_EQ((FxPos{4, 0} - FxPos{2, half}), (FxPos{1, half}));
+    EXPECT_EQ((FxPos{0, 0} - FxPos{0, 1}), (FxPos{-1, ~std::uint64_t{0}}));
+    const FxPos step = FxPos::fromDouble(0.91875);
+    EXPECT_EQ((FxPos{17, 5} + step * 2'640) - step * 2'640, (FxPos{17, 5}));
+}
+
 } // namespace
 
 } // namespace velorine::test
