@@ -9,6 +9,7 @@ enum class LockRank : int {
     edit,
     pump,
     stage,    ///< state that a stage shares with dialogs or with the host
+    module,   ///< a plug-in that a stage hosts
     ring,     ///< host ring, device ring
     command,  ///< taken before the device's locks: the command thread needs those itself
     device,   ///< the controller's reader lock

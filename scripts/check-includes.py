@@ -24,7 +24,8 @@ MAY_INCLUDE = {
     "chain/driver": DRIVER,
     "stages": STAGES,
     "kestrix": CHAIN | {"config", "kestrix"},
-    "host": DRIVER | STAGES | {"stages/resample", "kestrix", "host"},
+    "kestrix/dsphost": CHAIN | {"config", "kestrix/dsphost"},
+    "host": DRIVER | STAGES | {"stages/resample", "kestrix", "kestrix/dsphost", "host"},
     # The program is a host: it plays through the module's record, and limits what it decodes to what
     # the converter takes.
     "player": {"player", "host", "config", "foundation", "output", "chain", "kestrix",
@@ -32,7 +33,7 @@ MAY_INCLUDE = {
 }
 PLATFORM = {"win32", "posix", "directsound", "pulse"}
 PLATFORM_HEADERS = re.compile(
-    r"<(windows|mmsystem|process|dsound|objbase|unistd|pthread|poll|sched|termios|fcntl|pulse/"
+    r"<(windows|mmsystem|process|dsound|objbase|dlfcn|unistd|pthread|poll|sched|termios|fcntl|pulse/"
     r"|sys/|linux/)")
 CONDITIONAL = re.compile(r"#\s*(if|elif).*(_WIN32|__linux__|__unix__)")
 
