@@ -3,8 +3,14 @@
 #include "chain/driver/FxChainHost.h"
 #include "foundation/RecursiveLock.h"
 #include "kestrix/KestrixStage.h"
+#include "kestrix/dsphost/WaDspStage.h"
 #include "stages/FaderStage.h"
+#include "stages/LimiterStage.h"
+#include "stages/MixerStage.h"
+#include "stages/PeakEqStage.h"
+#include "stages/SpliceStage.h"
 #include "stages/TailStage.h"
+#include "stages/TestSignalStage.h"
 #include "stages/resample/ResampleStage.h"
 
 #include <atomic>
@@ -47,11 +53,20 @@ public:
     void dropInput(bool keepLast);
 
     RecursiveLock pauseLock{LockRank::pause};
+
+    // The chain has `fader`, `kestrix`, `resampleA` and `tail`. The others stand ready and take no
+    // part: nothing calls them, no settings pass reaches them, until one is added to the chain.
     TailStage tail;
+    TestSignalStage testSignal;
+    MixerStage mixer;
     ResampleStage resampleA;
-    ResampleStage resampleB; ///< stands ready; takes no part
+    SpliceStage splice;
+    ResampleStage resampleB;
     FaderStage fader;
     KestrixStage kestrix;
+    WaDspStage dspHost; ///< but for the host's `Config`, which it answers
+    LimiterStage limiter;
+    PeakEqStage peakEq;
     std::atomic<double> speed{1.0}; ///< tempo
     double secondSpeed = 1.0;       ///< for the second resampler
     std::atomic<bool> beep{true};   ///< a beep on pause

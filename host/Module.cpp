@@ -32,7 +32,10 @@ int askSession(int otherwise, Work&& work) noexcept {
 
 constexpr int openLatencyMs = 5000; ///< what the host has to allow for, always
 
-void config(void*) {}
+void config(void*) {
+    onSession([](Session& session) { session.configure(); });
+}
+
 void about(void*) {}
 
 void init() {

@@ -56,6 +56,7 @@ void Session::begin() {
     reserveWorkingSet(leastWorkingSet, mostWorkingSet);
     engine.prefillPriority = priorityHighest;
     engine.beep.store(true);
+    engine.dspHost.parentWindow = window.handle();
 
     {
         const SettingsBatch batch{store};
@@ -153,6 +154,10 @@ void Session::end() {
         exchangeOwnSettings(node);
     }
     store.flush();
+}
+
+void Session::configure() {
+    engine.dspHost.configure();
 }
 
 ModuleStatus Session::status() {

@@ -33,6 +33,9 @@ public:
     /// Steps of `Quit`: lets the output play out for at most 5 s, saves, and stops everything.
     void end();
 
+    /// The host asks for our settings: opens those of the DSP plug-in, if there is one.
+    void configure();
+
     ModuleStatus status();
 
     /// As `changeSettings` and `refreshSettings` of the module.
