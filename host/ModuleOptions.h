@@ -52,7 +52,7 @@ struct ModuleStatus {
     bool paused = false;
     bool deviceOpen = false;
     bool devicePlays = false;
-    bool nullTarget = false;
+    bool nullTarget = false;     ///< nothing is heard, for good or until the device is back
     bool fallback = false;       ///< the device that was wanted could not be had
     std::string device;          ///< as opened
     SampleFormat hostFormat;     ///< as the host writes
@@ -61,6 +61,7 @@ struct ModuleStatus {
     int latencyMs = 0;           ///< from the written end to what is heard
     int targetMs = 0;            ///< depth that the queue grows to
     double driftRatio = 1.0;     ///< the card's rate over the nominal one
+    int underflows = 0;          ///< times that the sound system ran out of samples
     std::int32_t liveBytes = 0;  ///< sample memory in use
     std::int32_t totalBytes = 0; ///< sample memory held
     bool recordingFailed = false;

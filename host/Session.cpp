@@ -45,8 +45,8 @@ Session::Session(HostStream& hostStream, HostWindow& hostWindow, const ModuleOpt
       userSettings(settingsFor(options)), unsaved(baseStore(options, userSettings)),
       store(options.storeSettings ? baseStore(options, userSettings) : unsaved), overlay(store),
       ownSound(options.useSound && !options.sound ? machineSound() : nullptr),
-      engine({clock, options.sound ? options.sound : ownSound.get(), RecorderFiles::native(),
-              KeepAwake::native()}),
+      sound(options.sound ? options.sound : ownSound.get()),
+      engine({clock, sound, RecorderFiles::native(), KeepAwake::native()}),
       timeLine(stream, engine), transport(stream, engine, timeLine, window),
       naming(window, engine.output.recorder), comparison(stream, engine, transport),
       feed(stream, engine, timeLine, naming, comparison) {}
@@ -167,8 +167,8 @@ ModuleStatus Session::status() {
     status.paused = stream.paused.load() != 0;
     status.deviceOpen = device.isOpen();
     status.devicePlays = device.running.isSet();
-    status.nullTarget = device.isNullTarget();
-    status.fallback = device.isFallback();
+    status.nullTarget = device.isSilent();
+    status.fallback = device.isFallback() || (status.nullTarget && !device.isNullTarget());
     status.device = device.openedDeviceName();
     status.hostFormat = stream.format();
     status.outputFormat = engine.output.openedFormat();
@@ -177,6 +177,7 @@ ModuleStatus Session::status() {
     status.latencyMs = static_cast<int>(std::max<FxTime>((ahead + ticksPerMs - 1) / ticksPerMs, 0));
     status.targetMs = engine.output.target.milliseconds(clock.now());
     status.driftRatio = device.driftRatio();
+    status.underflows = sound ? sound->underflows() : 0;
     status.liveBytes = engine.input.arenaStore.liveBytes();
     status.totalBytes = engine.input.arenaStore.totalBytes();
     status.recordingFailed = engine.output.recorder.failed();

@@ -61,6 +61,7 @@ private:
     std::vector<std::optional<SettingsValue>> known; ///< the stored values last taken over
 
     std::unique_ptr<SoundSystem> ownSound; ///< unless the options bring one, or want none
+    SoundSystem* const sound;              ///< what is played on; null: the null target
     FxEngine engine;
 
 public:

@@ -259,6 +259,11 @@ bool DeviceController::isNullTarget() const {
     return current->isNullTarget();
 }
 
+bool DeviceController::isSilent() const {
+    const RWLock::ReadScope device{deviceLock};
+    return current->isSilent();
+}
+
 std::string DeviceController::openedDeviceName() const {
     const RecursiveLock::Scope stream{streamLock};
     return openedDevice;

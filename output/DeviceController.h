@@ -55,6 +55,9 @@ public:
     bool isOpen() const;
     bool isNullTarget() const;
     bool isFallback() const noexcept { return fallback.load(std::memory_order_relaxed); }
+
+    /// Nothing is heard: the null target plays, or a device that is away for a while.
+    bool isSilent() const;
     std::string openedDeviceName() const;
 
     /// Device by its description; "None" and "Disable" stand for the null target, empty for the

@@ -48,6 +48,9 @@ public:
     bool restore();
     int firmFrames() { return buffer ? buffer->firmFrames() : 0; }
 
+    /// The null target, or a buffer that is away.
+    bool isSilent() { return isNull || (buffer && buffer->away()); }
+
     /// Locks `frames` frames from `startFrame` on, for `regions` to be written. The null target
     /// yields no regions and succeeds.
     SoundBuffer::Result lockRegion(int startFrame, int frames);

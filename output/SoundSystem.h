@@ -44,6 +44,10 @@ public:
 
     /// Frames beyond the play cursor that can no longer be replaced.
     virtual int firmFrames() { return 0; }
+
+    /// Nothing plays what is in the buffer for now: it goes on with the clock, silently, until
+    /// something does again.
+    virtual bool away() { return false; }
 };
 
 /// The machine's sound system: what it can play on, and a connection to one of that.
@@ -82,6 +86,9 @@ public:
 
     /// @return null when the device refuses the format
     virtual std::unique_ptr<SoundBuffer> createBuffer(const Format& format) = 0;
+
+    /// Times that it ran out of samples in the midst of playing, since it was made. Any thread.
+    virtual int underflows() const { return 0; }
 };
 
 } // namespace velorine

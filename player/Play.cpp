@@ -37,7 +37,7 @@ public:
         const ModuleStatus module = moduleStatus();
         if (!module.deviceOpen) return;
         done = true;
-        if (module.device == wanted) return;
+        if (module.device == wanted && !module.nullTarget) return;
         console.say("the device '" + wanted + "' cannot be had; playing on " +
                     (module.nullTarget       ? "the null target"
                      : module.device.empty() ? "the default device"
