@@ -1,6 +1,8 @@
 #include "player/CommandLine.h"
 
 #include "config/SettingText.h"
+#include "output/MachineSound.h"
+#include "output/SoundSystem.h"
 #include "player/Console.h"
 #include "player/DeviceList.h"
 #include "player/Play.h"
@@ -91,7 +93,8 @@ private:
         CLI::App* const sub = app.add_subcommand("devices", "Lists the output devices.");
         sub->final_callback([this] {
             command = [] {
-                std::fputs(deviceList(nullptr).c_str(), stdout);
+                const std::unique_ptr<SoundSystem> sound = machineSound();
+                std::fputs(deviceList(sound.get()).c_str(), stdout);
                 return ExitCode::ok;
             };
         });

@@ -45,7 +45,7 @@ build_program() {
 
 mkdir -p "$root/build"
 install_missing g++ cmake ninja-build pkg-config libsndfile1-dev libcli11-dev libtomlplusplus-dev \
-    libgtest-dev libbenchmark-dev
+    libgtest-dev libbenchmark-dev libpulse-dev
 build_program
 
 if [ $# -gt 0 ]; then exec "$velorine" play "$@"; fi
