@@ -10,7 +10,7 @@ set -euo pipefail
 build="g++ cmake ninja-build ccache pkg-config libsndfile1-dev libcli11-dev libtomlplusplus-dev
     libfftw3-dev libcairo2-dev libpulse-dev fonts-dejavu-core"
 test="libgtest-dev libgmock-dev libbenchmark-dev clang clang-tidy clang-format libclang-rt-14-dev
-    binutils python3"
+    binutils python3 pulseaudio pulseaudio-utils"
 windows="g++-mingw-w64-i686-posix googletest make xz-utils debootstrap mount pulseaudio
     pulseaudio-utils xvfb"
 bench="time libsoxr-dev ffmpeg"
