@@ -48,7 +48,7 @@ std::optional<SettingsValue> query(HKEY key, const char* name) {
     DWORD size = sizeof number;
     const LSTATUS result =
         RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size);
-    if (result == ERROR_SUCCESS && type == REG_DWORD) return number;
+    if (result == ERROR_SUCCESS && type == REG_DWORD && size == sizeof number) return number;
     if ((result == ERROR_SUCCESS || result == ERROR_MORE_DATA) && type == REG_SZ)
         return queryText(key, name, size);
     return std::nullopt;
