@@ -13,6 +13,8 @@ export WINEPREFIX="$stage/prefix" XDG_RUNTIME_DIR="$stage/runtime"
 export VELORINE_WINE_ROOT="${VELORINE_WINE_ROOT:-${XDG_CACHE_HOME:-$HOME/.cache}/velorine/wine-root}"
 export VELORINE_CAPTURE="$stage/capture.raw"
 export PULSE_SERVER="unix:$stage/pulse" DISPLAY
+# Wine's stream is shallow: beside a busy neighbour it runs dry, with a hole in the recording.
+export PULSE_LATENCY_MSEC="${PULSE_LATENCY_MSEC:-100}"
 
 running=()
 finish() {

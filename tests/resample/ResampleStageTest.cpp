@@ -146,7 +146,7 @@ TEST(ResampleStage, FullScaleSquaresAreHeld) {
     rig.feed(20'000, 44100, [](int i) { return i % 100 < 50 ? 1.0 : -1.0; });
     const auto out = rig.run();                         // its overshoot would wrap
     for (std::size_t i = 200; i < out.size(); i += 2) { // 25 frames off an edge the level stands
-        const double frame = static_cast<double>(i / 2) * 44100 / 48000;
+        const double frame = static_cast<double>(i) / 2.0 * 44100 / 48000;
         const double phase = std::fmod(frame, 100.0);
         if (std::fmod(phase, 50.0) < 10.0 || std::fmod(phase, 50.0) > 40.0) continue;
         ASSERT_NEAR(out[i] * 0x1p-31, phase < 50.0 ? 1.0 : -1.0, 0.05) << i;

@@ -81,12 +81,12 @@ private:
     std::ostringstream text;
 };
 
-/// Plays `take` until one of three is without fault: on a busy machine the sound server itself
-/// drops a period now and then, which what goes wrong on our side doesn't do one time in three.
+/// Plays `take` until one of five is without fault: on a busy machine Wine's stream runs dry now
+/// and then, which leaves a hole in the recording. What goes wrong on our side does so every time.
 template <typename Take>
 void undisturbed(Take take) {
     std::string faults;
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 5; ++i) {
         faults = take().all();
         if (faults.empty()) return;
         std::printf("take %d: %s\n", i + 1, faults.c_str());
