@@ -68,7 +68,7 @@ void Playback::report(std::size_t which, const std::string& text) {
 
 void Playback::finish() {
     if (!file) return;
-    host.close(ringsOut); // there is nothing left to fade
+    host.close(false);
     file.reset();
 }
 
