@@ -27,12 +27,15 @@ std::int64_t HeardFrames::framesIn(FxTime time) const {
     return time * rate / ticksPerSecond;
 }
 
-std::int64_t HeardFrames::at(FxTime now, std::int64_t sent) {
-    if (!reported) return heard;
+std::int64_t HeardFrames::reckoned(FxTime now, std::int64_t sent) const {
+    if (!reported) return 0;
     // A sink that finds nothing plays silence behind what it took, and the stream stands.
     const std::int64_t limit = last.flows ? sent : std::min(last.takenFrames, sent);
-    const std::int64_t estimate = last.takenFrames + framesIn(now - last.at - last.sinkDelay);
-    heard = std::max(heard, std::min(estimate, limit));
+    return std::min(last.takenFrames + framesIn(now - last.at - last.sinkDelay), limit);
+}
+
+std::int64_t HeardFrames::at(FxTime now, std::int64_t sent) {
+    heard = std::max(heard, reckoned(now, sent));
     return heard;
 }
 

@@ -29,6 +29,10 @@ public:
     /// Frames heard at `now`, of `sent` that the server was given. Never goes back.
     std::int64_t at(FxTime now, std::int64_t sent);
 
+    /// As `at`, from the last report alone: less than that where the stream stood still after an
+    /// earlier one.
+    std::int64_t reckoned(FxTime now, std::int64_t sent) const;
+
     /// Frames at `now` that the sink has, or has nearly, taken: what lies behind can be replaced.
     std::int64_t firmEnd(FxTime now, std::int64_t sent);
 

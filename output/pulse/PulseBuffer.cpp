@@ -165,6 +165,8 @@ bool PulseBuffer::away() {
 void PulseBuffer::streamReported(const HeardFrames::Report& report) {
     if (mover != Mover::stream) return;
     heard.take(report);
+    ++reports;
+    server->signal();
     if (report.takenFrames > 0) streamStarted();
 }
 
@@ -192,15 +194,17 @@ SoundBuffer::Result PulseBuffer::play() {
     return Result::ok;
 }
 
-/// End of the last frame that isn't silent of those that are due.
+/// End of the last frame that isn't silent, of those that are due or were just now.
 std::int64_t PulseBuffer::soundEnd() const {
     const auto isSilent = [this](std::byte byte) { return byte == silence; };
     std::vector<std::byte> frame(static_cast<std::size_t>(shape.frameBytes));
-    for (std::int64_t end = cursor + std::int64_t{rate} * lateMs / 1000; end > cursor; --end) {
+    const std::int64_t late = std::int64_t{rate} * lateMs / 1000;
+    const std::int64_t begin = std::max(cursor - late, streamStart);
+    for (std::int64_t end = cursor + late; end > begin; --end) {
         copyOut(end - 1, frame);
         if (!std::all_of(frame.begin(), frame.end(), isSilent)) return end;
     }
-    return cursor;
+    return begin;
 }
 
 /// Lets the last of the sound be heard: who stops a buffer has reckoned that it was, and is early
@@ -210,9 +214,15 @@ void PulseBuffer::playOut() {
     cursorNow();
     const std::int64_t end = soundEnd();
     gains.set(sentVolume, sentPan); // a device that is stopped is muted first
-    while (mover == Mover::stream && cursorNow() < end && clock.now() < deadline) {
-        const std::int64_t leftMs = (end - cursor) * 1000 / rate + 2;
-        server->waitUntil(static_cast<int>(leftMs), [this] { return mover != Mover::stream; });
+    while (mover == Mover::stream && clock.now() < deadline) {
+        const std::uint32_t known = reports;
+        stream->askForReport();
+        server->waitUntil(lateMs, [&] { return mover != Mover::stream || reports != known; });
+        const std::int64_t left =
+            end - streamStart - heard.reckoned(clock.now(), sentEnd - streamStart);
+        if (left <= 0) break;
+        server->waitUntil(static_cast<int>(std::min<std::int64_t>(left * 1000 / rate + 1, lateMs)),
+                          [this] { return mover != Mover::stream; });
     }
     gains.set(volume, pan);
 }

@@ -92,7 +92,8 @@ private:
     std::unique_ptr<PulseStream> stream; ///< null: there is nothing to play on
     FxTime streamOpened = 0;             ///< or tried last
     FxTime reportAsked = 0;
-    bool started = false; ///< the sink has taken samples of the stream
+    std::uint32_t reports = 0; ///< that came
+    bool started = false;      ///< the sink has taken samples of the stream
 
     /// What moves the cursor.
     enum class Mover { nothing, stream, clock };

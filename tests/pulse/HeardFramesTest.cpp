@@ -52,6 +52,15 @@ TEST(HeardFrames, NeverGoBack) {
     EXPECT_EQ(heard.at(begin, 9600), 4800);
 }
 
+TEST(HeardFrames, AReportTellsThatTheStreamStoodStill) {
+    HeardFrames heard = begun();
+    heard.take(report(begin, 4800));
+    EXPECT_EQ(heard.at(begin + 30 * ticksPerMs, 9600), 4800 + 480);
+    heard.take(report(begin + 30 * ticksPerMs, 4800));
+    EXPECT_EQ(heard.reckoned(begin + 30 * ticksPerMs, 9600), 4800 - 960);
+    EXPECT_EQ(heard.at(begin + 30 * ticksPerMs, 9600), 4800 + 480);
+}
+
 TEST(HeardFrames, AreNoneBeforeTheSinkHasPlayedThatFar) {
     HeardFrames heard = begun();
     heard.take(report(begin, 480));
