@@ -1,5 +1,7 @@
 #include "host/HostWindow.h"
 
+#include "foundation/win32/OwnLibrary.h"
+
 #include <windows.h>
 
 #include <array>
@@ -25,10 +27,7 @@ LRESULT CALLBACK filterProc(HWND window, UINT message, WPARAM wParam, LPARAM lPa
 
 /// The window keeps our filter for good, so the library must never be unloaded.
 void pinOwnLibrary() {
-    HMODULE own = nullptr;
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                           GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<LPCSTR>(&filterProc), &own);
+    const HMODULE own = ownLibrary();
     std::array<char, MAX_PATH> path{};
     if (own && GetModuleFileNameA(own, path.data(), static_cast<DWORD>(path.size())) > 0)
         LoadLibraryA(path.data());

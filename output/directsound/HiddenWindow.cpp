@@ -1,5 +1,7 @@
 #include "output/directsound/HiddenWindow.h"
 
+#include "foundation/win32/OwnLibrary.h"
+
 namespace velorine {
 
 namespace {
@@ -8,14 +10,6 @@ constexpr const char* className = "DS Window";
 constexpr DWORD windowStyle = 0x80cf0000; ///< a pop-up with an overlapped window's parts, not shown
 constexpr int windowSize = 256;
 constexpr UINT endMessage = WM_APP;
-
-HINSTANCE ownLibrary() {
-    HMODULE own = nullptr;
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                           GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       className, &own);
-    return own;
-}
 
 LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
     __attribute__((force_align_arg_pointer));

@@ -3,11 +3,11 @@
 #include "tests/support/ScriptedSound.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/TestSound.h"
+#include "tests/support/Worker.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <memory>
 #include <random>
 
@@ -502,19 +502,6 @@ struct Threading {
 };
 
 class ControllerThreads : public testing::TestWithParam<Threading> {};
-
-class Worker final : public Thread {
-public:
-    explicit Worker(std::function<void()> toDo) : work(std::move(toDo)) { start(false); }
-    ~Worker() override { join(); }
-    std::uint32_t run() override {
-        work();
-        return 0;
-    }
-
-private:
-    const std::function<void()> work;
-};
 
 TEST_P(ControllerThreads, AnyCallsAtOnceKeepThePositionInOrder) {
     TestClock clock{GetParam().mode, GetParam().seed};

@@ -1,28 +1,14 @@
 #include "tests/driver/ScriptedChain.h"
+#include "tests/support/Worker.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <random>
 
 namespace velorine::test {
 namespace {
-
-/// A thread of a test, through the clock.
-class Worker final : public Thread {
-public:
-    explicit Worker(std::function<void()> toDo) : work(std::move(toDo)) { start(false); }
-    ~Worker() override { join(); }
-    std::uint32_t run() override {
-        work();
-        return 0;
-    }
-
-private:
-    const std::function<void()> work;
-};
 
 struct Threading {
     TestClock::Mode mode;

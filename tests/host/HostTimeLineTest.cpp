@@ -1,6 +1,7 @@
 #include "foundation/Thread.h"
 #include "tests/host/FeedRig.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/Worker.h"
 
 #include <gtest/gtest.h>
 
@@ -192,17 +193,8 @@ TEST(TimesOfARunningHost, TheOutputTimeNeverGoesBackAndNeverPassesTheWrittenTime
         std::atomic<bool> done{false};
         std::atomic<int> floor{0};
         std::atomic<int> seeks{0};
-        struct Poller final : Thread {
-            explicit Poller(std::function<void()> toDo) : work(std::move(toDo)) { start(false); }
-            ~Poller() override { join(); }
-            std::uint32_t run() override {
-                work();
-                return 0;
-            }
-            std::function<void()> work;
-        };
         {
-            Poller poller{[&] {
+            Worker poller{[&] {
                 int before = 0;
                 int seen = 0;
                 while (!done.load()) {

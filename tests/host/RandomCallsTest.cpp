@@ -1,6 +1,7 @@
 #include "foundation/Thread.h"
 #include "host/Module.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/Worker.h"
 
 #include <gtest/gtest.h>
 
@@ -186,17 +187,8 @@ TEST_P(RandomCallsAtOnce, NeverCrashNorHangNorLeaveALock) {
     setup.seed = seed;
     setup.mode = seed % 2 == 0 ? TestClock::Mode::serial : TestClock::Mode::parallel;
     TestHost host{setup};
-    struct Decoder final : Thread {
-        explicit Decoder(std::function<void()> toDo) : work(std::move(toDo)) { start(false); }
-        ~Decoder() override { join(); }
-        std::uint32_t run() override {
-            work();
-            return 0;
-        }
-        const std::function<void()> work;
-    };
     {
-        const Decoder decoder{[&] {
+        const Worker decoder{[&] {
             AnyArgument any{seed + 1000};
             const std::vector<char> data(65'536, 77);
             for (int i = 0; i < 1500; ++i) {

@@ -1,9 +1,9 @@
 #include "output/RecordingCloser.h"
 #include "tests/output/RecorderFixture.h"
 #include "tests/output/TemporaryFolder.h"
+#include "tests/support/Worker.h"
 
 #include <functional>
-#include <utility>
 
 namespace velorine {
 namespace {
@@ -12,6 +12,7 @@ using test::Bytes;
 using test::dataOf;
 using test::pattern;
 using test::TestClock;
+using test::Worker;
 
 class RecorderPause : public test::RecorderFixture {
 protected:
@@ -168,21 +169,6 @@ TEST(RecorderThread, RestsWhileNoFileIsOpen) {
     }
 }
 
-/// Runs a piece of a test on a thread of the system.
-class WorkThread final : public Thread {
-public:
-    explicit WorkThread(std::function<void()> task) : work(std::move(task)) { start(false); }
-    ~WorkThread() override { join(); }
-
-    std::uint32_t run() override {
-        work();
-        return 0;
-    }
-
-private:
-    const std::function<void()> work;
-};
-
 /// One thread records, one changes path and closes, the recorder's own closes when it likes to:
 /// every frame lands once, in one of the files, and every header is right.
 void recordBesideChanges(RecorderFiles& files, const std::string& folder,
@@ -196,7 +182,7 @@ void recordBesideChanges(RecorderFiles& files, const std::string& folder,
         recorder.active = 1;
         recorder.setPath(folder + "0.wav", true);
         recorder.start();
-        WorkThread writer{[&] {
+        Worker writer{[&] {
             for (std::uint32_t i = 0; i < blocks; ++i) {
                 recorder.streamRate = 48000;
                 Bytes block;
@@ -206,7 +192,7 @@ void recordBesideChanges(RecorderFiles& files, const std::string& folder,
                 pause();
             }
         }};
-        WorkThread changer{[&] {
+        Worker changer{[&] {
             for (int i = 1; i < paths; ++i) {
                 for (int n = 0; n < 10; ++n) {
                     pause();

@@ -1,4 +1,5 @@
 #include "foundation/Thread.h"
+#include "foundation/win32/OwnLibrary.h"
 #include "kestrix/dsphost/WaDspWindowThread.h"
 
 #include <windows.h>
@@ -15,15 +16,6 @@ constexpr char className[] = "Orvex WaDSP Window Class";
 constexpr char caption[] = "Orvex WaDSP Window";
 constexpr DWORD style = 0x80CF0000; ///< a popup with everything that a plug-in may expect of one
 constexpr int endTimeoutMs = 5000;
-
-/// Works on a library, too, which the process's own handle doesn't name.
-HINSTANCE ownInstance() {
-    HMODULE own = nullptr;
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                           GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<LPCSTR>(&ownInstance), &own);
-    return own;
-}
 
 } // namespace
 
@@ -117,7 +109,7 @@ WaDspWindowThread::~WaDspWindowThread() = default;
 void WaDspWindowThread::start() {
     if (pump) return;
     state->registration.cbSize = sizeof state->registration;
-    state->registration.hInstance = ownInstance();
+    state->registration.hInstance = ownLibrary();
     state->registration.hCursor = LoadCursorA(nullptr, reinterpret_cast<LPCSTR>(IDC_ARROW));
     state->registration.lpszClassName = className;
     pump = std::make_unique<Pump>(*state);
