@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a task needs, those that are missing. Usage: packages.sh TASK...
-#   build    compiler, build tools, libraries
+#   build    compiler, build tools, libraries, those that the tests are configured with too
 #   test     what the tests need besides
 #   windows  the cross compiler, and what 32-bit Wine is set up and heard with
 #   bench    peers that the benchmarks measure against
@@ -8,9 +8,9 @@
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache pkg-config libsndfile1-dev libcli11-dev libtomlplusplus-dev
-    libfftw3-dev libcairo2-dev libpulse-dev fonts-dejavu-core"
-test="libgtest-dev libgmock-dev libbenchmark-dev clang clang-tidy clang-format libclang-rt-14-dev
-    binutils python3 pulseaudio pulseaudio-utils"
+    libfftw3-dev libcairo2-dev libpulse-dev fonts-dejavu-core libgtest-dev libgmock-dev
+    libbenchmark-dev"
+test="clang clang-tidy clang-format libclang-rt-14-dev binutils python3 pulseaudio pulseaudio-utils"
 windows="g++-mingw-w64-i686-posix googletest make xz-utils debootstrap mount pulseaudio
     pulseaudio-utils xvfb"
 bench="time libsoxr-dev ffmpeg"

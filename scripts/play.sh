@@ -12,30 +12,6 @@ velorine=$build/player/velorine
 
 say() { echo "play.sh: $*" >&2; }
 
-as_root() {
-    if [ "$(id -u)" = 0 ]; then
-        "$@"
-    elif command -v sudo >/dev/null; then
-        sudo "$@"
-    else
-        say "needs the right to install packages: run it as root, or install sudo"
-        exit 1
-    fi
-}
-
-install_missing() {
-    local missing=()
-    for package in "$@"; do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
-            missing+=("$package")
-    done
-    if [ ${#missing[@]} = 0 ]; then return; fi
-    say "installing ${missing[*]}"
-    as_root apt-get update -qq
-    as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
-}
-
 build_program() {
     say "building in $build"
     cmake -S "$root" --preset release >"$root/build/configure.log" 2>&1 ||
@@ -44,8 +20,7 @@ build_program() {
 }
 
 mkdir -p "$root/build"
-install_missing g++ cmake ninja-build pkg-config libsndfile1-dev libcli11-dev libtomlplusplus-dev \
-    libgtest-dev libbenchmark-dev libpulse-dev
+"$root/scripts/packages.sh" build
 build_program
 
 if [ $# -gt 0 ]; then exec "$velorine" play "$@"; fi
