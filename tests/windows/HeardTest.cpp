@@ -82,7 +82,7 @@ private:
 };
 
 /// Plays `take` until one of five is without fault: on a busy machine Wine's stream runs dry now
-/// and then, which leaves a hole in the recording. What goes wrong on our side does so every time.
+/// and then, which leaves a hole in the recording. So a fault of ours is found if it comes in all.
 template <typename Take>
 void undisturbed(Take take) {
     std::string faults;
